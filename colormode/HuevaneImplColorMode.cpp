@@ -1,0 +1,122 @@
+#define LOG_TAG "libhuevane"
+
+#include "HuevaneImplColorMode.h"
+
+#include <fcntl.h>
+#include <log/log.h>
+#include <unistd.h>
+
+#include <cstring>
+
+#include "HuevaneImplUtil.h"
+
+const char* const HuevaneImplColorMode::TARGET_NAME_SYSFS_NODE_PREFIX = "/sys/class/pvx/pvx";
+const char* const HuevaneImplColorMode::TARGET_NAME_SYSFS_NODE_SUFFIX = "xml";
+const char* const HuevaneImplColorMode::COLOR_MODE_DOC_NAME =
+        "/vendor/etc/pvx/calib_data_colormode";
+const char* const HuevaneImplColorMode::DOC_EXT = ".xml";
+
+namespace {
+
+// One read of the node; a name must leave room for its terminator.
+constexpr ssize_t TARGET_NAME_BUFFER = 128;
+
+}  // namespace
+
+HuevaneImplColorMode::HuevaneImplColorMode(uint32_t id) {
+    mColorModeXml.reset(new HuevaneImplColorModeXml(getXmlNames(id)));
+}
+
+HuevaneImplColorMode::~HuevaneImplColorMode() {
+    mColorModeXml.reset();
+    mDataLuts.clear();
+}
+
+HuevaneDataLutList HuevaneImplColorMode::getDataLuts() {
+    return mDataLuts;
+}
+
+void HuevaneImplColorMode::clearDataLuts() {
+    mDataLuts.clear();
+}
+
+void HuevaneImplColorMode::dumpDataLuts() {
+    for (const HuevaneDataLut& lut : mDataLuts) {
+        ALOGD("id%d attr(%d,%d,%d,%d) %s\n", lut.first.id, lut.first.attr0, lut.first.attr1,
+              lut.first.attr2, lut.first.attr3, lut.second.c_str());
+    }
+}
+
+int32_t HuevaneImplColorMode::getDataLutsMaxSize() {
+    return mColorModeXml->getDataLutsMaxSize();
+}
+
+int32_t HuevaneImplColorMode::setDataLuts(std::vector<unsigned int> request) {
+    if (request.size() != 2) return 1;
+    mColorModeId = request[0];
+    mRenderIntentId = request[1];
+    // An unknown pair stages nothing and is still accepted: there is no fallback.
+    mDataLuts = mColorModeXml->getDataLuts(mColorModeId, mRenderIntentId);
+    return 0;
+}
+
+std::vector<HuevaneMode> HuevaneImplColorMode::getColorModeList() {
+    return mColorModeXml->getColorModeList();
+}
+
+void HuevaneImplColorMode::dumpColorModeList() {
+    mColorModeXml->dumpColorModeList();
+}
+
+std::vector<DisplayRenderIntent> HuevaneImplColorMode::getRenderIntentList(unsigned int mode) {
+    return mColorModeXml->getRenderIntentList(mode);
+}
+
+void HuevaneImplColorMode::dumpRenderIntentList(unsigned int mode) {
+    mColorModeXml->dumpRenderIntentList(mode);
+}
+
+std::string HuevaneImplColorMode::getXmlNameSuffixNode(uint32_t id) {
+    std::string node = TARGET_NAME_SYSFS_NODE_PREFIX;
+    if (id != 0) node += std::to_string(id);
+    return node + "/" + TARGET_NAME_SYSFS_NODE_SUFFIX;
+}
+
+std::string HuevaneImplColorMode::getXmlNameSuffix(uint32_t id) {
+    std::string node = HuevaneImplUtil::getDevicePath(getXmlNameSuffixNode(id));
+    int fd = open(node.c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0) {
+        ALOGD("no target name is found(fd(%d))", fd);
+        return DOC_EXT;
+    }
+    char buffer[TARGET_NAME_BUFFER];
+    memset(buffer, 0, sizeof(buffer));
+    ssize_t length = read(fd, buffer, sizeof(buffer));
+    close(fd);
+    if (length < 1 || length >= TARGET_NAME_BUFFER) {
+        ALOGD("out of range of target name (rd_len:%d)", static_cast<int>(length));
+        return DOC_EXT;
+    }
+    buffer[length] = '\0';
+    std::string name(buffer);  // a zero byte inside the node ends the name early
+    // The driver ends the name with a newline; the last byte goes whatever it is.
+    if (!name.empty()) name.pop_back();
+    return "_" + name;
+}
+
+std::string HuevaneImplColorMode::getXmlNameWithSuffix(uint32_t id) {
+    return getXmlNamePrefix(id) + getXmlNameSuffix(id);
+}
+
+std::string HuevaneImplColorMode::getXmlNameDefault(uint32_t id) {
+    return getXmlNamePrefix(id) + DOC_EXT;
+}
+
+std::string HuevaneImplColorMode::getXmlNamePrefix(uint32_t id) {
+    return COLOR_MODE_DOC_NAME + std::to_string(id);
+}
+
+std::vector<std::string> HuevaneImplColorMode::getXmlNames(uint32_t id) {
+    std::string withSuffix = getXmlNameWithSuffix(id);
+    return {withSuffix, getXmlNameDefault(id)};
+}

@@ -1,0 +1,92 @@
+#define LOG_TAG "libhuevane"
+
+#include "HuevaneImplColorModeXml.h"
+
+#include <libxml/parser.h>
+#include <log/log.h>
+
+const char* const HuevaneImplColorModeXml::PVX_COLORMODE_NODE[13] = {
+        nullptr,      "cgc17_enc", "cgc17_con", "cgc_dither", "degamma", "gamma",        "gamma_matrix",
+        "hsc48_lcg", "hsc",       "scl",       "de",         "linear_matrix", "atc"};
+
+namespace {
+
+const char* const MODE_PROPERTIES[] = {"name",      "mode_id",     "gamut_name",
+                                       "gamut_id",  "intent_name", "intent_id"};
+
+bool isNamed(const xmlNode* node, const char* name) {
+    return xmlStrcmp(node->name, reinterpret_cast<const xmlChar*>(name)) == 0;
+}
+
+}  // namespace
+
+HuevaneImplColorModeXml::HuevaneImplColorModeXml(std::vector<std::string> xmlNames)
+    : mXmlNames(std::move(xmlNames)) {
+    buildupPvxNodeNameToEnumMap();
+    // Nobody acts on the status: a reader that could not read offers empty lists, exactly like
+    // the reader of an empty document.
+    buildupColorModeNodes();
+}
+
+HuevaneImplColorModeXml::~HuevaneImplColorModeXml() {
+    // Reverse of the declaration order; no document outlives the constructor.
+    mXmlNames.clear();
+    mNodeNameToEnumMap.clear();
+    mRenderIntentMap.clear();
+    mColorModeList.clear();
+    mDataLutsMap.clear();
+}
+
+void HuevaneImplColorModeXml::buildupPvxNodeNameToEnumMap() {
+    for (uint32_t id = 1; id < PVX_COLORMODE_NODE_COUNT; id++) {
+        mNodeNameToEnumMap.emplace(PVX_COLORMODE_NODE[id], id);
+    }
+}
+
+const char* HuevaneImplColorModeXml::getPvxColorModeNode(int32_t index) {
+    if (index < 1 || index >= PVX_COLORMODE_NODE_COUNT) return nullptr;
+    return PVX_COLORMODE_NODE[index];
+}
+
+bool HuevaneImplColorModeXml::isValidXmlProperties(xmlNodePtr& node) {
+    for (const char* property : MODE_PROPERTIES) {
+        if (!hasXmlProperty(node, property)) return false;
+    }
+    return true;
+}
+
+int32_t HuevaneImplColorModeXml::buildupColorModeNodes() {
+    xmlDocPtr document = openColorModeFile(mXmlNames);
+    if (document == nullptr) {
+        ALOGE("empty document\n");
+        return 2;
+    }
+    xmlNodePtr root = xmlDocGetRootElement(document);
+    if (root == nullptr) {
+        ALOGE("empty document\n");
+        xmlFreeDoc(document);
+        return 2;
+    }
+    if (!isNamed(root, "Calib_Data")) {
+        ALOGE("document of the wrong type, root node != Calib_Data\n");
+        xmlFreeDoc(document);
+        return 1;
+    }
+    for (xmlNodePtr child = root->children; child != nullptr; child = child->next) {
+        if (child->type != XML_ELEMENT_NODE || !isNamed(child, "mode") ||
+            !isValidXmlProperties(child)) {
+            continue;
+        }
+        HuevaneMode mode = getColorModeFromXmlProperties(child);
+        putColorModeList(mode);
+        DisplayRenderIntent intent = getRenderIntentFromXmlProperties(child);
+        putRenderIntentList(mode.modeId, intent);
+        HuevaneLutKey key(mode.modeId, intent.intentId);
+        if (tryPutDataLutsMapBySubXml(child, key) != 0) {
+            xmlNodePtr first = child->children;
+            putDataLutsMap(document, first, key);
+        }
+    }
+    xmlFreeDoc(document);
+    return 0;
+}

@@ -1,0 +1,76 @@
+// The calibration reader: opens the display's calibration document once, walks its mode nodes
+// and keeps the colour modes, render intents and data LUTs they describe.
+#ifndef HUEVANE_COLORMODE_HUEVANEIMPLCOLORMODEXML_H
+#define HUEVANE_COLORMODE_HUEVANEIMPLCOLORMODEXML_H
+
+#include <libxml/tree.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+#include "HuevaneDataLut.h"
+#include "HuevaneImplColorModeXmlBase.h"
+#include "IHuevane.h"
+
+// (mode id, intent id)
+using HuevaneLutKey = std::pair<uint32_t, uint32_t>;
+
+struct PairHash {
+    size_t operator()(const HuevaneLutKey& key) const {
+        return static_cast<size_t>(key.first ^ key.second);
+    }
+};
+
+class HuevaneImplColorModeXml : public HuevaneImplColorModeXmlBase {
+public:
+    // Index = node id written into data-LUT headers; entry 0 names no LUT.
+    static const char* const PVX_COLORMODE_NODE[13];
+    static constexpr int PVX_COLORMODE_NODE_COUNT = 13;
+
+    explicit HuevaneImplColorModeXml(std::vector<std::string> xmlNames);
+    ~HuevaneImplColorModeXml();
+    HuevaneImplColorModeXml(const HuevaneImplColorModeXml&) = delete;
+    HuevaneImplColorModeXml& operator=(const HuevaneImplColorModeXml&) = delete;
+
+    // Document walk.
+    void buildupPvxNodeNameToEnumMap();
+    static const char* getPvxColorModeNode(int32_t index);
+    bool isValidXmlProperties(xmlNodePtr& node);
+    int32_t buildupColorModeNodes();
+
+    // Data-LUT map.
+    void putDataLutsMap(xmlDocPtr& document, xmlNodePtr& node, const HuevaneLutKey& key);
+    pvx_colormode_data_header getColorModeDataHeader(xmlNodePtr& node, const std::string& text);
+    xmlDocPtr getSubXmlDoc(xmlNodePtr& node);
+    xmlNodePtr getSubXmlNode(xmlDocPtr& document);
+    int32_t tryPutDataLutsMapBySubXml(xmlNodePtr& node, const HuevaneLutKey& key);
+    HuevaneDataLutList getDataLuts(uint32_t modeId, uint32_t intentId);
+    void dumpDataLuts();
+    int32_t getDataLutsMaxSize();
+
+    // Mode and intent lists.
+    HuevaneMode getColorModeFromXmlProperties(xmlNodePtr& node);
+    DisplayRenderIntent getRenderIntentFromXmlProperties(xmlNodePtr& node);
+    void putColorModeList(HuevaneMode& mode);
+    bool isDuplicatedColorMode(const HuevaneMode& mode);
+    void putRenderIntentList(uint32_t& modeId, DisplayRenderIntent& intent);
+    bool isDuplicatedRenderIntent(uint32_t& modeId, const DisplayRenderIntent& intent);
+    std::vector<HuevaneMode> getColorModeList();
+    std::vector<DisplayRenderIntent> getRenderIntentList(uint32_t modeId);
+    void dumpColorModeList();
+    void dumpRenderIntentList(uint32_t modeId);
+
+private:
+    std::unordered_map<HuevaneLutKey, HuevaneDataLutList, PairHash> mDataLutsMap;
+    std::vector<HuevaneMode> mColorModeList;
+    std::unordered_map<uint32_t, std::vector<DisplayRenderIntent>> mRenderIntentMap;
+    std::unordered_map<std::string, uint32_t> mNodeNameToEnumMap;
+    std::vector<std::string> mXmlNames;
+    int32_t mDataLutsMaxSize = 0;
+};
+
+#endif  // HUEVANE_COLORMODE_HUEVANEIMPLCOLORMODEXML_H

@@ -1,0 +1,52 @@
+#define LOG_TAG "libhuevane"
+
+#include "HuevaneImplColorModeXmlBase.h"
+
+#include <libxml/parser.h>
+#include <log/log.h>
+#include <unistd.h>
+
+#include "HuevaneImplUtil.h"
+
+xmlDocPtr HuevaneImplColorModeXmlBase::openColorModeFile(std::vector<std::string>& names) {
+    for (const std::string& name : names) {
+        if (name.empty()) continue;
+        std::string path = HuevaneImplUtil::getDevicePath(name);
+        if (access(path.c_str(), F_OK) != 0) continue;
+        xmlDocPtr document = xmlParseFile(path.c_str());
+        if (document == nullptr) continue;
+        ALOGI("%s opened\n", name.c_str());
+        return document;
+    }
+    return nullptr;
+}
+
+uint32_t HuevaneImplColorModeXmlBase::getValueFromXmlProperty(xmlNodePtr& node,
+                                                              const char* propertyName) {
+    std::string text;
+    if (!getTextFromXmlProperty(node, propertyName, &text)) return PVX_VALUE_ABSENT;
+    // A value that is not a signed 32-bit number reads as absent.
+    int64_t value = 0;
+    if (!HuevaneImplUtil::parseDecimal(text.data(), text.data() + text.size(), &value) ||
+        value < INT32_MIN || value > INT32_MAX) {
+        return PVX_VALUE_ABSENT;
+    }
+    return static_cast<uint32_t>(static_cast<int32_t>(value));
+}
+
+bool HuevaneImplColorModeXmlBase::getTextFromXmlProperty(xmlNodePtr& node,
+                                                         const char* propertyName,
+                                                         std::string* text) {
+    xmlChar* value = xmlGetProp(node, reinterpret_cast<const xmlChar*>(propertyName));
+    if (value == nullptr) return false;
+    text->assign(reinterpret_cast<const char*>(value));
+    xmlFree(value);
+    return true;
+}
+
+bool HuevaneImplColorModeXmlBase::hasXmlProperty(xmlNodePtr& node, const char* propertyName) {
+    xmlChar* value = xmlGetProp(node, reinterpret_cast<const xmlChar*>(propertyName));
+    if (value == nullptr) return false;
+    xmlFree(value);
+    return true;
+}

@@ -1,0 +1,26 @@
+// Document-level helpers of the calibration reader, shared by the main document and sub documents.
+#ifndef HUEVANE_COLORMODE_HUEVANEIMPLCOLORMODEXMLBASE_H
+#define HUEVANE_COLORMODE_HUEVANEIMPLCOLORMODEXMLBASE_H
+
+#include <libxml/tree.h>
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+constexpr uint32_t PVX_VALUE_ABSENT = 0xFFFFFFFF;
+
+class HuevaneImplColorModeXmlBase {
+public:
+    // The parsed document of the first name that exists and parses, or null. The caller frees it
+    // with xmlFreeDoc.
+    static xmlDocPtr openColorModeFile(std::vector<std::string>& names);
+    // Decimal value of an integer property; 0xFFFFFFFF when absent or not a 32-bit number.
+    static uint32_t getValueFromXmlProperty(xmlNodePtr& node, const char* propertyName);
+    // Text of a property; false when absent. The fetched value is freed before returning.
+    static bool getTextFromXmlProperty(xmlNodePtr& node, const char* propertyName,
+                                       std::string* text);
+    static bool hasXmlProperty(xmlNodePtr& node, const char* propertyName);
+};
+
+#endif  // HUEVANE_COLORMODE_HUEVANEIMPLCOLORMODEXMLBASE_H

@@ -1,0 +1,131 @@
+// The data-LUT map of the calibration reader: LUT nodes of a mode node (or of a sub document's
+// tune mode) become data LUTs stored under the mode node's (mode id, intent id) key.
+#define LOG_TAG "libhuevane"
+
+#include <libxml/tree.h>
+#include <log/log.h>
+
+#include <algorithm>
+
+#include "HuevaneImplColorModeXml.h"
+#include "HuevaneImplUtil.h"
+
+namespace {
+
+const char* const SUB_XML_EXT = ".xml";
+
+bool isElementNamed(const xmlNode* node, const char* name) {
+    return node->type == XML_ELEMENT_NODE &&
+           xmlStrcmp(node->name, reinterpret_cast<const xmlChar*>(name)) == 0;
+}
+
+// The element's text with entity references replaced by their text.
+std::string getLutText(xmlDocPtr document, const xmlNode* node) {
+    xmlChar* content = xmlNodeListGetString(document, node->children, 1);
+    if (content == nullptr) return std::string();
+    std::string text(reinterpret_cast<const char*>(content));
+    xmlFree(content);
+    return text;
+}
+
+}  // namespace
+
+void HuevaneImplColorModeXml::putDataLutsMap(xmlDocPtr& document, xmlNodePtr& node,
+                                             const HuevaneLutKey& key) {
+    // A later mode node with the same key replaces the earlier one's LUTs, even with none.
+    HuevaneDataLutList& luts = mDataLutsMap[key];
+    luts.clear();
+    int64_t sum = 0;
+    for (xmlNodePtr cursor = node; cursor != nullptr; cursor = cursor->next) {
+        if (cursor->type != XML_ELEMENT_NODE) continue;
+        auto known = mNodeNameToEnumMap.find(reinterpret_cast<const char*>(cursor->name));
+        if (known == mNodeNameToEnumMap.end()) continue;
+        std::string text = getLutText(document, cursor);
+        pvx_colormode_data_header header = getColorModeDataHeader(cursor, text);
+        luts.emplace_back(header, std::move(text));
+        sum += header.total_size;
+    }
+    // Saturates rather than wraps: a bound that wrapped negative would shrink the parcel size.
+    mDataLutsMaxSize = static_cast<int32_t>(
+            std::max<int64_t>(mDataLutsMaxSize, std::min<int64_t>(sum, INT32_MAX)));
+}
+
+pvx_colormode_data_header HuevaneImplColorModeXml::getColorModeDataHeader(
+        xmlNodePtr& node, const std::string& text) {
+    auto known = mNodeNameToEnumMap.find(reinterpret_cast<const char*>(node->name));
+    uint32_t id = known == mNodeNameToEnumMap.end() ? PVX_COLORMODE_NODE_COUNT : known->second;
+    // An absent property reads as all bits set, so its byte is 0xFF.
+    return HuevaneImplUtil::getDataHeader(
+            static_cast<uint8_t>(id), text,
+            static_cast<uint8_t>(getValueFromXmlProperty(node, "att0") & 0xFF),
+            static_cast<uint8_t>(getValueFromXmlProperty(node, "att1") & 0xFF),
+            static_cast<uint8_t>(getValueFromXmlProperty(node, "att2") & 0xFF),
+            static_cast<uint8_t>(getValueFromXmlProperty(node, "att3") & 0xFF));
+}
+
+xmlDocPtr HuevaneImplColorModeXml::getSubXmlDoc(xmlNodePtr& node) {
+    std::string subXml;
+    if (!getTextFromXmlProperty(node, "subxml", &subXml)) return nullptr;
+    std::string suffix = "_" + subXml;
+    std::vector<std::string> names;
+    for (const std::string& candidate : mXmlNames) {
+        size_t ext = candidate.rfind(SUB_XML_EXT);
+        // A candidate without ".xml" (a target name without extension) names no sub document.
+        if (ext == std::string::npos) continue;
+        std::string name = candidate;
+        name.insert(ext, suffix);
+        names.push_back(std::move(name));
+    }
+    return openColorModeFile(names);
+}
+
+xmlNodePtr HuevaneImplColorModeXml::getSubXmlNode(xmlDocPtr& document) {
+    xmlNodePtr root = xmlDocGetRootElement(document);
+    if (root == nullptr) return nullptr;
+    if (!isElementNamed(root, "Calib_Data")) {
+        ALOGE("document of the wrong type, root node != Calib_Data\n");
+        return nullptr;
+    }
+    for (xmlNodePtr child = root->children; child != nullptr; child = child->next) {
+        std::string name;
+        if (isElementNamed(child, "mode") && getTextFromXmlProperty(child, "name", &name) &&
+            name == "tune") {
+            return child->children;
+        }
+    }
+    return nullptr;
+}
+
+int32_t HuevaneImplColorModeXml::tryPutDataLutsMapBySubXml(xmlNodePtr& node,
+                                                           const HuevaneLutKey& key) {
+    xmlDocPtr subDocument = getSubXmlDoc(node);
+    if (subDocument == nullptr) return 2;
+    xmlNodePtr first = getSubXmlNode(subDocument);
+    if (first == nullptr) {
+        xmlFreeDoc(subDocument);
+        return 1;
+    }
+    putDataLutsMap(subDocument, first, key);
+    xmlFreeDoc(subDocument);
+    return 0;
+}
+
+HuevaneDataLutList HuevaneImplColorModeXml::getDataLuts(uint32_t modeId, uint32_t intentId) {
+    auto entry = mDataLutsMap.find(HuevaneLutKey(modeId, intentId));
+    if (entry == mDataLutsMap.end()) return HuevaneDataLutList();
+    return entry->second;
+}
+
+void HuevaneImplColorModeXml::dumpDataLuts() {
+    for (const auto& entry : mDataLutsMap) {
+        for (const HuevaneDataLut& lut : entry.second) {
+            ALOGD("[%d/%d] id%d attr(%d,%d,%d,%d) %s\n", static_cast<int>(entry.first.first),
+                  static_cast<int>(entry.first.second), lut.first.id, lut.first.attr0,
+                  lut.first.attr1, lut.first.attr2, lut.first.attr3, lut.second.c_str());
+        }
+    }
+}
+
+int32_t HuevaneImplColorModeXml::getDataLutsMaxSize() {
+    return mDataLutsMaxSize;
+}

@@ -1,0 +1,44 @@
+// The data LUT: the unit in which colour data travels to the hardware block. A 12-byte record
+// header followed by the LUT's text; the header counts and checks the text's terminating zero.
+#ifndef HUEVANE_ENGINE_HUEVANEDATALUT_H
+#define HUEVANE_ENGINE_HUEVANEDATALUT_H
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <utility>
+#include <vector>
+
+constexpr uint8_t PVX_DATA_MAGIC = 0xDA;
+constexpr uint16_t PVX_DATA_HEADER_SIZE = 12;
+constexpr uint8_t PVX_ATTR_NONE = 0xFF;
+
+// Lies in the parcel exactly as in memory (little-endian on every device we ship).
+struct __attribute__((packed)) pvx_colormode_data_header {
+    uint8_t magic;
+    uint8_t id;
+    uint16_t total_size;
+    uint16_t header_size;
+    uint8_t attr0;
+    uint8_t attr1;
+    uint8_t attr2;
+    uint8_t attr3;
+    uint16_t crc;
+};
+
+static_assert(sizeof(pvx_colormode_data_header) == 12, "data header is 12 bytes on the wire");
+static_assert(offsetof(pvx_colormode_data_header, magic) == 0, "magic at 0");
+static_assert(offsetof(pvx_colormode_data_header, id) == 1, "id at 1");
+static_assert(offsetof(pvx_colormode_data_header, total_size) == 2, "total_size at 2");
+static_assert(offsetof(pvx_colormode_data_header, header_size) == 4, "header_size at 4");
+static_assert(offsetof(pvx_colormode_data_header, attr0) == 6, "attr0 at 6");
+static_assert(offsetof(pvx_colormode_data_header, attr1) == 7, "attr1 at 7");
+static_assert(offsetof(pvx_colormode_data_header, attr2) == 8, "attr2 at 8");
+static_assert(offsetof(pvx_colormode_data_header, attr3) == 9, "attr3 at 9");
+static_assert(offsetof(pvx_colormode_data_header, crc) == 10, "crc at 10");
+
+// The text does not hold the terminating zero byte; total_size and crc include it.
+using HuevaneDataLut = std::pair<pvx_colormode_data_header, std::string>;
+using HuevaneDataLutList = std::vector<HuevaneDataLut>;
+
+#endif  // HUEVANE_ENGINE_HUEVANEDATALUT_H

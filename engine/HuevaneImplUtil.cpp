@@ -1,0 +1,127 @@
+#define LOG_TAG "libhuevane"
+
+#include "HuevaneImplUtil.h"
+
+#include <log/log.h>
+#include <unistd.h>
+
+std::vector<unsigned short> HuevaneImplUtil::mCrcTable;
+std::string HuevaneImplUtil::mDeviceRoot;
+
+namespace {
+
+constexpr unsigned short CRC16_POLY = 0x00DA;
+constexpr unsigned short CRC16_INIT = 0x00DA;
+constexpr unsigned short CRC16_EMPTY = 0xFF25;
+
+// Beyond this the value is outside every range a caller accepts; clamping keeps the
+// accumulation from overflowing on arbitrarily long digit runs.
+constexpr int64_t DECIMAL_CLAMP = int64_t{1} << 40;
+
+bool isDecimalSpace(char c) {
+    return c == ' ' || c == '\t' || c == '\n' || c == '\v' || c == '\f' || c == '\r';
+}
+
+}  // namespace
+
+void HuevaneImplUtil::genCrc16Table() {
+    if (!mCrcTable.empty()) return;
+    mCrcTable.resize(256);
+    for (unsigned int i = 0; i < 256; i++) {
+        unsigned int c = i;
+        for (int bit = 0; bit < 8; bit++) {
+            c = (c & 1) ? (c >> 1) ^ CRC16_POLY : c >> 1;
+        }
+        mCrcTable[i] = static_cast<unsigned short>(c);
+    }
+}
+
+unsigned short HuevaneImplUtil::getCrc16(const unsigned char* data, int32_t length) {
+    genCrc16Table();
+    if (length < 1) return CRC16_EMPTY;
+    // Polynomial and initial value both fit in 8 bits, so the register never leaves the low
+    // byte and (crc >> 8) is always 0; the loop keeps the general form all the same.
+    const unsigned short* table = mCrcTable.data();
+    unsigned int crc = CRC16_INIT;
+    for (int32_t i = 0; i < length; i++) {
+        crc = table[(crc ^ data[i]) & 0xFF] ^ (crc >> 8);
+    }
+    return static_cast<unsigned short>(~crc & 0xFFFF);
+}
+
+pvx_colormode_data_header HuevaneImplUtil::getDataHeader(uint8_t id, const std::string& text,
+                                                         uint8_t attr0, uint8_t attr1,
+                                                         uint8_t attr2, uint8_t attr3) {
+    pvx_colormode_data_header header{};
+    header.magic = PVX_DATA_MAGIC;
+    header.id = id;
+    header.header_size = PVX_DATA_HEADER_SIZE;
+    header.attr0 = attr0;
+    header.attr1 = attr1;
+    header.attr2 = attr2;
+    header.attr3 = attr3;
+    setDataHeaderText(header, text);
+    return header;
+}
+
+HuevaneDataLut HuevaneImplUtil::getInitialDataLut() {
+    pvx_colormode_data_header header{};
+    header.magic = PVX_DATA_MAGIC;
+    header.header_size = PVX_DATA_HEADER_SIZE;
+    header.attr0 = header.attr1 = header.attr2 = header.attr3 = PVX_ATTR_NONE;
+    return {header, std::string()};
+}
+
+void HuevaneImplUtil::setDataHeaderText(pvx_colormode_data_header& header,
+                                        const std::string& text) {
+    // Texts of 65 523 bytes or more wrap here; the parcel packer's size rule refuses them.
+    header.total_size = static_cast<uint16_t>(text.size() + PVX_DATA_HEADER_SIZE + 1);
+    // c_str() supplies the terminating zero byte that the CRC covers. Texts beyond 2 GiB cannot
+    // reach here (no source builds one), so the length fits the signed count.
+    header.crc = getCrc16(reinterpret_cast<const unsigned char*>(text.c_str()),
+                          static_cast<int32_t>(text.size() + 1));
+}
+
+bool HuevaneImplUtil::parseDecimal(const char* begin, const char* end, int64_t* value) {
+    const char* p = begin;
+    while (p < end && isDecimalSpace(*p)) p++;
+    bool negative = false;
+    if (p < end && (*p == '+' || *p == '-')) {
+        negative = *p == '-';
+        p++;
+    }
+    const char* digits = p;
+    int64_t magnitude = 0;
+    for (; p < end && *p >= '0' && *p <= '9'; p++) {
+        if (magnitude < DECIMAL_CLAMP) magnitude = magnitude * 10 + (*p - '0');
+    }
+    if (p == digits) return false;
+    if (magnitude > DECIMAL_CLAMP) magnitude = DECIMAL_CLAMP;
+    *value = negative ? -magnitude : magnitude;
+    return true;
+}
+
+void HuevaneImplUtil::dumpStagedDataLuts(const HuevaneDataLutList& luts) {
+    for (const HuevaneDataLut& lut : luts) {
+        ALOGD("id[%d] attr(%d,%d,%d,%d) %s\n", lut.first.id, lut.first.attr0, lut.first.attr1,
+              lut.first.attr2, lut.first.attr3, lut.second.c_str());
+    }
+}
+
+bool HuevaneImplUtil::isExist(std::vector<std::string> names) {
+    for (const std::string& name : names) {
+        if (name.empty()) continue;
+        if (access(getDevicePath(name).c_str(), F_OK) == 0) return true;
+    }
+    return false;
+}
+
+std::string HuevaneImplUtil::getDevicePath(const std::string& devicePath) {
+    return mDeviceRoot.empty() ? devicePath : mDeviceRoot + devicePath;
+}
+
+void HuevaneImplUtil::setDeviceRoot(const std::string& root) {
+    mDeviceRoot = root;
+    // "/" and "dir/" stand for the same tree as "" and "dir".
+    while (!mDeviceRoot.empty() && mDeviceRoot.back() == '/') mDeviceRoot.pop_back();
+}

@@ -1,0 +1,52 @@
+// Static helpers shared by the whole library: the CRC-16 of data LUTs, the data-LUT header
+// builder, the decimal reader, and access to device files.
+#ifndef HUEVANE_ENGINE_HUEVANEIMPLUTIL_H
+#define HUEVANE_ENGINE_HUEVANEIMPLUTIL_H
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "HuevaneDataLut.h"
+
+class HuevaneImplUtil {
+public:
+    // CRC-16 over `length` bytes; 0xFF25 for length < 1 without touching `data`.
+    static unsigned short getCrc16(const unsigned char* data, int32_t length);
+    static void genCrc16Table();
+
+    // Header for `text` with magic, header_size, total_size and crc set.
+    static pvx_colormode_data_header getDataHeader(uint8_t id, const std::string& text,
+                                                   uint8_t attr0 = PVX_ATTR_NONE,
+                                                   uint8_t attr1 = PVX_ATTR_NONE,
+                                                   uint8_t attr2 = PVX_ATTR_NONE,
+                                                   uint8_t attr3 = PVX_ATTR_NONE);
+    // The blank LUT the caller-given sources start from: empty text, no id, every attribute
+    // 0xFF, total_size and crc 0.
+    static HuevaneDataLut getInitialDataLut();
+    // Recomputes total_size (cut to 16 bits) and crc of `header` for `text`.
+    static void setDataHeaderText(pvx_colormode_data_header& header, const std::string& text);
+
+    // Reads a decimal number at the start of [begin, end): leading white space, an optional sign,
+    // digits; what follows is ignored. False when there are no digits. Values beyond +-2^40 are
+    // clamped there, which keeps them outside every 32-bit range the callers accept.
+    static bool parseDecimal(const char* begin, const char* end, int64_t* value);
+
+    // Logs each LUT as "id[%d] attr(%d,%d,%d,%d) %s\n": the dump of the caller-given sources.
+    static void dumpStagedDataLuts(const HuevaneDataLutList& luts);
+
+    // True when at least one non-empty name is an existing device file.
+    static bool isExist(std::vector<std::string> names);
+
+    // The host path of a device path. On a device the root is empty and the path is unchanged;
+    // host tools and tests point it at a copied device tree. Internal: never exported.
+    static std::string getDevicePath(const std::string& devicePath);
+    static void setDeviceRoot(const std::string& root);
+
+    static std::vector<unsigned short> mCrcTable;
+
+private:
+    static std::string mDeviceRoot;
+};
+
+#endif  // HUEVANE_ENGINE_HUEVANEIMPLUTIL_H

@@ -1,0 +1,68 @@
+// The engine behind IHuevane: owns the three LUT sources and both matrix stages, and turns what
+// they staged into one de-duplicated LUT list and then into a coefficient parcel.
+#ifndef HUEVANE_ENGINE_HUEVANEIMPLEMENTATION_H
+#define HUEVANE_ENGINE_HUEVANEIMPLEMENTATION_H
+
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+#include "HuevaneDataLut.h"
+#include "HuevaneImplColorMode.h"
+#include "HuevaneImplExtension.h"
+#include "HuevaneImplMatrix.h"
+#include "HuevaneImplTransform.h"
+#include "IHuevane.h"
+
+// Tells a matrix stage where an offered LUT comes from.
+enum HuevaneSourceKind : int32_t {
+    SOURCE_KIND_COLOR_MODE = 0,
+    SOURCE_KIND_TRANSFORM = 1,
+    SOURCE_KIND_EXTENSION = 2,
+};
+
+constexpr uint8_t PVX_NODE_GAMMA_MATRIX = 6;
+constexpr uint8_t PVX_NODE_LINEAR_MATRIX = 11;
+
+class HuevaneImplementation : public IHuevane {
+public:
+    explicit HuevaneImplementation(uint32_t id);
+    ~HuevaneImplementation() override;
+    HuevaneImplementation(const HuevaneImplementation&) = delete;
+    HuevaneImplementation& operator=(const HuevaneImplementation&) = delete;
+
+    std::vector<HuevaneMode> getColorModes() override;
+    int32_t setColorMode(uint32_t mode) override;
+    std::vector<DisplayRenderIntent> getRenderIntents(uint32_t mode) override;
+    int32_t setColorModeWithRenderIntent(uint32_t mode, uint32_t intent) override;
+    int32_t setColorTransform(const float* matrix, uint32_t value) override;
+    int32_t setColorExtension(std::vector<HuevaneExtension>& extensions) override;
+    int32_t getColorCoefSize() override;
+    int32_t updateColorCoef(void* buffer) override;
+    void setLogLevel(int32_t level) override;
+
+    // Ends an update cycle without producing a parcel.
+    void clearDataLuts();
+    HuevaneDataLutList createDataLuts();
+    void putDataLut(HuevaneDataLutList& list, const HuevaneDataLut& lut);
+    void putDataLuts(HuevaneDataLutList& list, HuevaneDataLutList luts, int32_t sourceKind);
+    bool compareDataLut(const HuevaneDataLut& a, const HuevaneDataLut& b);
+    int32_t packDataLutsIntoParcel(HuevaneDataLutList& list, void* buffer);
+    void printParcel(void* buffer);
+
+private:
+    // 0 when a stage took the LUT.
+    int32_t offerToMatrixStages(int32_t sourceKind, const HuevaneDataLut& lut);
+    void putDataLut(HuevaneDataLutList& list, HuevaneDataLut&& lut);
+
+    std::unique_ptr<HuevaneImplColorMode> mColorMode;
+    std::unique_ptr<HuevaneImplTransform> mTransform;
+    std::unique_ptr<HuevaneImplExtension> mExtension;
+    HuevaneImplMatrix mGammaMatrix{PVX_NODE_GAMMA_MATRIX};
+    HuevaneImplMatrix mLinearMatrix{PVX_NODE_LINEAR_MATRIX};
+    int32_t mMinCoefSize = 4096;
+    uint8_t mSeqNum = 0;
+    int32_t mLogLevel = 0;
+};
+
+#endif  // HUEVANE_ENGINE_HUEVANEIMPLEMENTATION_H

@@ -1,0 +1,85 @@
+#include "HuevaneImplExtension.h"
+
+#include <cstring>
+
+#include "HuevaneImplUtil.h"
+
+namespace {
+
+constexpr uint32_t EXTENSION_ATTRIBUTES = 0;
+constexpr uint32_t EXTENSION_LAST_NODE = 12;
+
+// An attribute value as a 32-bit unsigned number: negatives wrap (-1 is 0xFFFFFFFF); a value
+// without digits, or one that fits neither 32-bit range, reads as 0.
+unsigned int getAttributeValue(const char* begin, const char* end) {
+    int64_t value = 0;
+    if (!HuevaneImplUtil::parseDecimal(begin, end, &value)) return 0;
+    if (value < INT32_MIN || value > static_cast<int64_t>(UINT32_MAX)) return 0;
+    return static_cast<unsigned int>(value);
+}
+
+}  // namespace
+
+HuevaneDataLutList HuevaneImplExtension::getDataLuts() {
+    return mDataLuts;
+}
+
+void HuevaneImplExtension::clearDataLuts() {
+    mDataLuts.clear();
+}
+
+void HuevaneImplExtension::dumpDataLuts() {
+    HuevaneImplUtil::dumpStagedDataLuts(mDataLuts);
+}
+
+int32_t HuevaneImplExtension::getDataLutsMaxSize() {
+    return mDataLutsMaxSize;
+}
+
+int32_t HuevaneImplExtension::setDataLuts(std::vector<HuevaneExtension> entries) {
+    std::vector<unsigned int> attributes;
+    for (HuevaneExtension& entry : entries) {
+        if (entry.id > EXTENSION_LAST_NODE) continue;
+        if (entry.id == EXTENSION_ATTRIBUTES) {
+            attributes = getAttributes(entry);
+        } else if (entry.data != nullptr) {
+            // A LUT entry without text has nothing to send; it is skipped.
+            putDataLuts(static_cast<unsigned char>(entry.id), std::string(entry.data), attributes);
+        }
+    }
+    return 0;
+}
+
+std::vector<unsigned int> HuevaneImplExtension::getAttributes(HuevaneExtension& entry) {
+    std::vector<unsigned int> values;
+    if (entry.data == nullptr) return values;
+    const char* begin = entry.data;
+    const char* end = static_cast<const char*>(memchr(begin, '\0', entry.size));
+    if (end == nullptr) end = begin + entry.size;
+    // Only spaces separate values; other white space belongs to a value.
+    for (const char* p = begin; p < end;) {
+        while (p < end && *p == ' ') p++;
+        if (p == end) break;
+        const char* valueEnd = p;
+        while (valueEnd < end && *valueEnd != ' ') valueEnd++;
+        values.push_back(getAttributeValue(p, valueEnd));
+        p = valueEnd;
+    }
+    return values;
+}
+
+void HuevaneImplExtension::putDataLuts(unsigned char id, std::string text,
+                                       std::vector<unsigned int> attributes) {
+    uint8_t attr[4] = {PVX_ATTR_NONE, PVX_ATTR_NONE, PVX_ATTR_NONE, PVX_ATTR_NONE};
+    for (size_t i = 0; i < 4 && i < attributes.size(); i++) {
+        attr[i] = static_cast<uint8_t>(attributes[i] & 0xFF);
+    }
+    pvx_colormode_data_header header =
+            HuevaneImplUtil::getDataHeader(id, text, attr[0], attr[1], attr[2], attr[3]);
+    // Extension LUTs of several calls accumulate until the next update; no warning.
+    mDataLuts.emplace_back(header, std::move(text));
+}
+
+HuevaneDataLut HuevaneImplExtension::initDataHeader() {
+    return HuevaneImplUtil::getInitialDataLut();
+}

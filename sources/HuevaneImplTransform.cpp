@@ -1,0 +1,52 @@
+#define LOG_TAG "libhuevane"
+
+#include "HuevaneImplTransform.h"
+
+#include <log/log.h>
+
+#include "HuevaneImplUtil.h"
+#include "HuevaneMatrixText.h"
+
+namespace {
+
+constexpr unsigned char NODE_GAMMA_MATRIX = 6;
+
+}  // namespace
+
+HuevaneDataLutList HuevaneImplTransform::getDataLuts() {
+    return mDataLuts;
+}
+
+void HuevaneImplTransform::clearDataLuts() {
+    mDataLuts.clear();
+}
+
+void HuevaneImplTransform::dumpDataLuts() {
+    HuevaneImplUtil::dumpStagedDataLuts(mDataLuts);
+}
+
+int32_t HuevaneImplTransform::getDataLutsMaxSize() {
+    return mDataLutsMaxSize;
+}
+
+int32_t HuevaneImplTransform::setDataLuts(std::vector<float> matrix) {
+    if (matrix.size() != MATRIX_ELEMENTS) return 1;
+    putDataLuts(NODE_GAMMA_MATRIX, getMatrixToString(matrix));
+    return 0;
+}
+
+void HuevaneImplTransform::putDataLuts(unsigned char id, std::string text) {
+    if (!mDataLuts.empty()) {
+        ALOGW("previous lut (%d) has not been applied\n", static_cast<int>(mDataLuts.size()));
+    }
+    pvx_colormode_data_header header = HuevaneImplUtil::getDataHeader(id, text);
+    mDataLuts.emplace_back(header, std::move(text));
+}
+
+std::string HuevaneImplTransform::getMatrixToString(std::vector<float>& matrix) {
+    return getMatrixTextFromFloats(matrix.data(), matrix.size());
+}
+
+HuevaneDataLut HuevaneImplTransform::initDataHeader() {
+    return HuevaneImplUtil::getInitialDataLut();
+}

@@ -1,0 +1,26 @@
+// The matrix text carried by gamma_matrix and linear_matrix LUTs: an enable flag, then 16
+// fixed-point elements with 16 fractional bits, separated by commas.
+#ifndef HUEVANE_SOURCES_HUEVANEMATRIXTEXT_H
+#define HUEVANE_SOURCES_HUEVANEMATRIXTEXT_H
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+using mat4 = std::array<float, 16>;
+
+constexpr int MATRIX_ELEMENTS = 16;
+
+// Element value -> fixed-point integer: x * 65536 in single precision, rounded half away from
+// zero, saturated to the signed 32-bit range; NaN gives 0.
+int32_t getFixedPointFromFloat(float value);
+
+// "1," then `count` fixed-point elements, comma separated, no trailing comma.
+std::string getMatrixTextFromFloats(const float* elements, size_t count);
+
+// Reads a matrix text. False when it does not hold a flag and exactly 16 numeric elements
+// (a field without digits or outside the signed 32-bit range rejects the whole text).
+bool getMatrixFromText(const std::string& text, bool* enabled, mat4* matrix);
+
+#endif  // HUEVANE_SOURCES_HUEVANEMATRIXTEXT_H

@@ -1,0 +1,65 @@
+// What the tests share: capturing the library's log lines and building device trees on disk.
+#ifndef HUEVANE_TESTS_HUEVANETESTSUPPORT_H
+#define HUEVANE_TESTS_HUEVANETESTSUPPORT_H
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "HuevaneDataLut.h"
+
+struct LogLine {
+    int priority;
+    std::string tag;
+    std::string message;
+};
+
+// Collects every line written through liblog while it lives (debug priority included).
+class LogCapture {
+public:
+    LogCapture();
+    ~LogCapture();
+    LogCapture(const LogCapture&) = delete;
+    LogCapture& operator=(const LogCapture&) = delete;
+
+    const std::vector<LogLine>& lines() const { return mLines; }
+    std::vector<std::string> messages() const;
+    // Number of lines with exactly this priority and message.
+    int count(int priority, const std::string& message) const;
+    void clear() { mLines.clear(); }
+
+    void add(const LogLine& line) { mLines.push_back(line); }
+
+private:
+    std::vector<LogLine> mLines;
+    int mPreviousMinimum;
+};
+
+// A temporary folder that stands for the device's "/" while it lives.
+class DeviceTree {
+public:
+    DeviceTree();
+    ~DeviceTree();
+    DeviceTree(const DeviceTree&) = delete;
+    DeviceTree& operator=(const DeviceTree&) = delete;
+
+    const std::string& root() const { return mRoot; }
+    std::string hostPath(const std::string& devicePath) const { return mRoot + devicePath; }
+    // Writes `content` at a device path such as "/vendor/etc/pvx/calib_data_colormode0.xml",
+    // creating the folders on the way.
+    void writeFile(const std::string& devicePath, const std::string& content) const;
+    void removeFile(const std::string& devicePath) const;
+    // The calibration file of `display` under its default name.
+    void writeCalibration(uint32_t display, const std::string& content) const;
+    void writeTargetName(uint32_t display, const std::string& content) const;
+
+private:
+    std::string mRoot;
+};
+
+// The bytes of a data-LUT header, for comparing against the documented wire bytes.
+std::vector<uint8_t> headerBytes(const pvx_colormode_data_header& header);
+// "DA 04 10 00 ..." -> bytes.
+std::vector<uint8_t> hexBytes(const std::string& text);
+
+#endif  // HUEVANE_TESTS_HUEVANETESTSUPPORT_H
