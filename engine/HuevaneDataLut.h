@@ -13,6 +13,10 @@ constexpr uint8_t PVX_DATA_MAGIC = 0xDA;
 constexpr uint16_t PVX_DATA_HEADER_SIZE = 12;
 constexpr uint8_t PVX_ATTR_NONE = 0xFF;
 
+// Node ids of the two matrix nodes (their places in the reader's node-name table).
+constexpr uint8_t PVX_NODE_GAMMA_MATRIX = 6;
+constexpr uint8_t PVX_NODE_LINEAR_MATRIX = 11;
+
 // Lies in the parcel exactly as in memory (little-endian on every device we ship).
 struct __attribute__((packed)) pvx_colormode_data_header {
     uint8_t magic;

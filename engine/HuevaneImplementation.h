@@ -21,9 +21,6 @@ enum HuevaneSourceKind : int32_t {
     SOURCE_KIND_EXTENSION = 2,
 };
 
-constexpr uint8_t PVX_NODE_GAMMA_MATRIX = 6;
-constexpr uint8_t PVX_NODE_LINEAR_MATRIX = 11;
-
 class HuevaneImplementation : public IHuevane {
 public:
     explicit HuevaneImplementation(uint32_t id);

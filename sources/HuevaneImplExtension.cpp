@@ -20,22 +20,6 @@ unsigned int getAttributeValue(const char* begin, const char* end) {
 
 }  // namespace
 
-HuevaneDataLutList HuevaneImplExtension::getDataLuts() {
-    return mDataLuts;
-}
-
-void HuevaneImplExtension::clearDataLuts() {
-    mDataLuts.clear();
-}
-
-void HuevaneImplExtension::dumpDataLuts() {
-    HuevaneImplUtil::dumpStagedDataLuts(mDataLuts);
-}
-
-int32_t HuevaneImplExtension::getDataLutsMaxSize() {
-    return mDataLutsMaxSize;
-}
-
 int32_t HuevaneImplExtension::setDataLuts(std::vector<HuevaneExtension> entries) {
     std::vector<unsigned int> attributes;
     for (HuevaneExtension& entry : entries) {
@@ -78,8 +62,4 @@ void HuevaneImplExtension::putDataLuts(unsigned char id, std::string text,
             HuevaneImplUtil::getDataHeader(id, text, attr[0], attr[1], attr[2], attr[3]);
     // Extension LUTs of several calls accumulate until the next update; no warning.
     mDataLuts.emplace_back(header, std::move(text));
-}
-
-HuevaneDataLut HuevaneImplExtension::initDataHeader() {
-    return HuevaneImplUtil::getInitialDataLut();
 }

@@ -7,31 +7,9 @@
 #include "HuevaneImplUtil.h"
 #include "HuevaneMatrixText.h"
 
-namespace {
-
-constexpr unsigned char NODE_GAMMA_MATRIX = 6;
-
-}  // namespace
-
-HuevaneDataLutList HuevaneImplTransform::getDataLuts() {
-    return mDataLuts;
-}
-
-void HuevaneImplTransform::clearDataLuts() {
-    mDataLuts.clear();
-}
-
-void HuevaneImplTransform::dumpDataLuts() {
-    HuevaneImplUtil::dumpStagedDataLuts(mDataLuts);
-}
-
-int32_t HuevaneImplTransform::getDataLutsMaxSize() {
-    return mDataLutsMaxSize;
-}
-
 int32_t HuevaneImplTransform::setDataLuts(std::vector<float> matrix) {
     if (matrix.size() != MATRIX_ELEMENTS) return 1;
-    putDataLuts(NODE_GAMMA_MATRIX, getMatrixToString(matrix));
+    putDataLuts(PVX_NODE_GAMMA_MATRIX, getMatrixToString(matrix));
     return 0;
 }
 
@@ -45,8 +23,4 @@ void HuevaneImplTransform::putDataLuts(unsigned char id, std::string text) {
 
 std::string HuevaneImplTransform::getMatrixToString(std::vector<float>& matrix) {
     return getMatrixTextFromFloats(matrix.data(), matrix.size());
-}
-
-HuevaneDataLut HuevaneImplTransform::initDataHeader() {
-    return HuevaneImplUtil::getInitialDataLut();
 }
