@@ -30,6 +30,10 @@ int32_t HuevaneImplementation::updateColorCoef(void* buffer) {
 }
 
 int32_t HuevaneImplementation::packDataLutsIntoParcel(HuevaneDataLutList& list, void* buffer) {
+    if (buffer == nullptr) {
+        ALOGE("no buffer for the parcel\n");
+        return 1;
+    }
     uint8_t* out = static_cast<uint8_t*>(buffer);
     // The caller's buffer holds getColorCoefSize() bytes and nothing more is known of it;
     // extension LUTs claim no room of their own, so every entry is checked against it.
@@ -69,7 +73,7 @@ int32_t HuevaneImplementation::packDataLutsIntoParcel(HuevaneDataLutList& list, 
 }
 
 void HuevaneImplementation::printParcel(void* buffer) {
-    if (mLogLevel < 3) return;
+    if (mLogLevel < 3 || buffer == nullptr) return;
     const uint8_t* in = static_cast<const uint8_t*>(buffer);
     pvx_colormode_parcel_header parcel;
     memcpy(&parcel, in, sizeof(parcel));
