@@ -5,7 +5,7 @@ CMAKE_FLAGS ?=
 
 PACKAGES := cmake g++ make pkg-config libxml2-dev android-liblog-dev libgtest-dev libbenchmark-dev
 
-.PHONY: deps build test run clean
+.PHONY: deps build test run clean sanitize fuzz fuzz-smoke fuzz-build bench
 
 # Installs what is missing when run as root; otherwise prints the command to run.
 deps:
@@ -36,3 +36,41 @@ run: build
 
 clean:
 	rm -rf $(BUILD_DIR)
+
+# ASan + UBSan build of every unit test, leak checks on; any finding fails the run.
+SANITIZE_DIR ?= build-asan
+SANITIZER_ENV := ASAN_OPTIONS=detect_leaks=1:abort_on_error=1:strict_string_checks=1:check_initialization_order=1 \
+    UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1
+
+sanitize: deps
+	cmake -S . -B $(SANITIZE_DIR) -DHUEVANE_SANITIZE=ON -DCMAKE_BUILD_TYPE=Debug $(CMAKE_FLAGS)
+	$(SANITIZER_ENV) cmake --build $(SANITIZE_DIR) -j $(JOBS)
+	cd $(SANITIZE_DIR) && $(SANITIZER_ENV) ctest --output-on-failure -j $(JOBS)
+
+# libFuzzer targets (clang only). FUZZ_SECONDS bounds each target's run; FUZZ_TARGETS picks some.
+FUZZ_DIR ?= build-fuzz
+FUZZ_SECONDS ?= 60
+FUZZ_SMOKE_SECONDS ?= 10
+FUZZ_TARGETS ?= $(notdir $(basename $(wildcard fuzz/fuzz_*.cpp)))
+fuzz fuzz-smoke fuzz-build: EXTRA_PACKAGES += clang libclang-rt-14-dev
+
+fuzz-build: deps
+	cmake -S . -B $(FUZZ_DIR) -DHUEVANE_BUILD_FUZZ=ON -DHUEVANE_BUILD_TESTS=OFF \
+	    -DHUEVANE_BUILD_TOOLS=OFF -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++
+	cmake --build $(FUZZ_DIR) -j $(JOBS)
+
+fuzz: fuzz-build
+	@for t in $(FUZZ_TARGETS); do fuzz/run.sh $(FUZZ_DIR) $$t $(FUZZ_SECONDS) || exit 1; done
+
+fuzz-smoke: fuzz-build
+	@for t in $(FUZZ_TARGETS); do fuzz/run.sh $(FUZZ_DIR) $$t $(FUZZ_SMOKE_SECONDS) || exit 1; done
+
+# Google Benchmark figures; ratios against their floors are printed as counters.
+BENCH_DIR ?= build-bench
+BENCH_FLAGS ?=
+
+bench: deps
+	cmake -S . -B $(BENCH_DIR) -DHUEVANE_BUILD_BENCH=ON -DHUEVANE_BUILD_TESTS=OFF \
+	    -DHUEVANE_BUILD_TOOLS=OFF -DCMAKE_BUILD_TYPE=Release
+	cmake --build $(BENCH_DIR) -j $(JOBS)
+	$(BENCH_DIR)/bench/huevane_bench $(BENCH_FLAGS)
