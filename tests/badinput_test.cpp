@@ -1,0 +1,368 @@
+// Hostile and broken inputs, one row each: what the library returns and logs. Run under
+// `make sanitize` the same rows also prove that nothing crashes, leaks or writes past the
+// parcel buffer, which is heap-allocated with exactly the reported size.
+#include <android/log.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <functional>
+#include <limits>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "HuevaneTestSupport.h"
+#include "IHuevane.h"
+
+namespace {
+
+const char MODE_OPEN[] =
+        "<mode name='m' mode_id='0' gamut_id='0' gamut_name='g' intent_id='0' intent_name='i'>";
+const char DEFAULT_OPENED[] = "/vendor/etc/pvx/calib_data_colormode0.xml opened\n";
+const char SECRET[] = "secret-of-the-device";
+
+std::string calibration(const std::string& luts, const std::string& mode = MODE_OPEN,
+                        const std::string& prolog = "") {
+    return prolog + "<Calib_Data>" + mode + luts + "</mode></Calib_Data>";
+}
+
+std::string lut(const std::string& node, size_t length) {
+    return "<" + node + ">" + std::string(length, '7') + "</" + node + ">";
+}
+
+// A billion laughs: ten levels of tenfold references.
+std::string entityBomb() {
+    std::string dtd = "<!DOCTYPE Calib_Data [<!ENTITY e0 'laugh'>";
+    for (int level = 1; level <= 10; level++) {
+        dtd += "<!ENTITY e" + std::to_string(level) + " '";
+        for (int i = 0; i < 10; i++) dtd += "&e" + std::to_string(level - 1) + ";";
+        dtd += "'>";
+    }
+    return calibration("<degamma>&e10;</degamma>", MODE_OPEN, dtd + "]>");
+}
+
+using Setup = std::function<void(DeviceTree&)>;
+using Request = std::function<int32_t(IHuevane&)>;
+
+Setup file(const std::string& content) {
+    return [content](DeviceTree& device) { device.writeCalibration(0, content); };
+}
+
+Setup node(size_t length) {
+    return [length](DeviceTree& device) {
+        device.writeTargetName(0, std::string(length, 'n'));
+        device.writeCalibration(0, calibration(lut("gamma", 3)));
+    };
+}
+
+// Stages every listed (mode, intent) pair; the last one's LUTs reach the parcel.
+int32_t stageAll(IHuevane& engine) {
+    int32_t result = 0;
+    for (const HuevaneMode& mode : engine.getColorModes()) {
+        for (const DisplayRenderIntent& intent : engine.getRenderIntents(mode.modeId)) {
+            result |= engine.setColorModeWithRenderIntent(mode.modeId, intent.intentId);
+        }
+    }
+    return result;
+}
+
+Request transformOf(std::vector<float> elements) {
+    return [elements](IHuevane& engine) {
+        // Exactly 16 floats on the heap, so a read of a 17th is caught.
+        std::unique_ptr<float[]> matrix(new float[16]);
+        std::copy(elements.begin(), elements.end(), matrix.get());
+        return engine.setColorTransform(matrix.get(), 0);
+    };
+}
+
+// `count` LUT entries for degamma; with `distinct` each gets its own attribute entry first.
+Request extensions(int count, bool distinct) {
+    return [count, distinct](IHuevane& engine) {
+        std::vector<std::string> attributes(count);
+        std::vector<HuevaneExtension> entries;
+        for (int i = 0; i < count; i++) {
+            if (distinct) {
+                attributes[i] = std::to_string(i % 256) + " " + std::to_string(i / 256);
+                entries.push_back({0, attributes[i].data(), uint32_t(attributes[i].size())});
+            }
+            entries.push_back({4, "abc", 0});
+        }
+        return engine.setColorExtension(entries);
+    };
+}
+
+struct BadInput {
+    const char* name;
+    Setup setup;
+    Request request;  // null: stage every listed pair
+    // What the library answers.
+    bool created;
+    std::vector<uint32_t> modeIds;
+    int32_t requestResult;
+    int32_t updateResult;
+    int numData;  // of the parcel after a successful update
+    // A line that must be logged, and text that must be in or must never reach the parcel.
+    std::string logLine = "";
+    std::string inParcel = "";
+    std::string notInParcel = "";
+};
+
+const float INF = std::numeric_limits<float>::infinity();
+const float NaN = std::numeric_limits<float>::quiet_NaN();
+
+const BadInput ROWS[] = {
+        {"missing file",
+         [](DeviceTree&) {},
+         nullptr,
+         false,
+         {},
+         0,
+         0,
+         0,
+         "no target name is found(fd(-1))"},
+        {"empty file", file(""), nullptr, true, {}, 0, 0, 0, "empty document\n"},
+        {"truncated file",
+         file(calibration(lut("gamma", 3)).substr(0, 90)),
+         nullptr,
+         true,
+         {},
+         0,
+         0,
+         0,
+         "empty document\n"},
+        {"binary file",
+         file(std::string("\x00\xff\xda\x01<\x89PNG\r\n\x1a\n", 13)),
+         nullptr,
+         true,
+         {},
+         0,
+         0,
+         0,
+         "empty document\n"},
+        {"wrong root",
+         file("<calib_data>" + std::string(MODE_OPEN) + "</mode></calib_data>"),
+         nullptr,
+         true,
+         {},
+         0,
+         0,
+         0,
+         "document of the wrong type, root node != Calib_Data\n"},
+        {"entity expansion bomb",
+         file(entityBomb()),
+         nullptr,
+         true,
+         {},
+         0,
+         0,
+         0,
+         "empty document\n",
+         "",
+         "laugh"},
+        {"external entity",
+         [](DeviceTree& device) {
+             device.writeFile("/data/secret", SECRET);
+             device.writeCalibration(
+                     0, calibration("<degamma>&x;</degamma>", MODE_OPEN,
+                                    "<!DOCTYPE Calib_Data [<!ENTITY x SYSTEM 'file://" +
+                                            device.hostPath("/data/secret") + "'>]>"));
+         },
+         nullptr,
+         true,
+         {0},
+         0,
+         0,
+         1,
+         DEFAULT_OPENED,
+         "",
+         SECRET},
+        // Out-of-range and wordy values read as absent (0xFFFFFFFF, attribute byte 0xFF).
+        {"huge, negative and word values",
+         file(calibration("<degamma att0='99999999999999999999' att1='-5' att2='x1' "
+                          "att3='  +7'>v</degamma>",
+                          "<mode name='m' mode_id='4294967296' gamut_id='-7' gamut_name='g' "
+                          "intent_id='zero' intent_name='i'>")),
+         nullptr,
+         true,
+         {0xFFFFFFFF},
+         0,
+         0,
+         1,
+         DEFAULT_OPENED,
+         std::string("\xDA\x04\x0E\x00\x0C\x00\xFF\xFB\xFF\x07", 10)},
+        {"LUT text of 65 523 bytes",
+         file(calibration(lut("gamma", 65523))),
+         nullptr,
+         true,
+         {0},
+         0,
+         1,
+         0,
+         "size mistmatch between data 65523 and header 0-12-1\n"},
+        {"LUT text of 1 MB",
+         file(calibration(lut("degamma", 1 << 20))),
+         nullptr,
+         true,
+         {0},
+         0,
+         1,
+         0,
+         "size mistmatch between data 1048576 and header 13-12-1\n"},
+        {"LUT texts beyond the 16-bit parcel",
+         file(calibration(lut("gamma", 40000) + lut("degamma", 40000))),
+         nullptr,
+         true,
+         {0},
+         0,
+         1,
+         0,
+         "failed to fill luts\n"},
+        {"10 000 extension entries, one identity",
+         file(calibration("")),
+         extensions(10000, false),
+         true,
+         {0},
+         0,
+         0,
+         1,
+         "",
+         "abc"},
+        {"10 000 extension entries, all distinct",
+         file(calibration("")),
+         extensions(10000, true),
+         true,
+         {0},
+         0,
+         1,
+         0,
+         "failed to fill luts\n"},
+        {"NaN and infinite transform elements",
+         file(calibration("")),
+         transformOf({NaN, INF, -INF, 1, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1}),
+         true,
+         {0},
+         0,
+         0,
+         1,
+         "",
+         "1,0,2147483647,-2147483648,65536,"},
+        {"null transform",
+         file(calibration("")),
+         [](IHuevane& engine) { return engine.setColorTransform(nullptr, 0); },
+         true,
+         {0},
+         1,
+         0,
+         0},
+        {"null extension data",
+         file(calibration("")),
+         [](IHuevane& engine) {
+             std::vector<HuevaneExtension> entries{{0, nullptr, 5}, {4, nullptr, 0}, {5, "t", 9}};
+             return engine.setColorExtension(entries);
+         },
+         true,
+         {0},
+         0,
+         0,
+         1,
+         "",
+         std::string("\xDA\x05\x0E\x00\x0C\x00\xFF\xFF\xFF\xFF", 10)},
+        {"sysfs node of 0 bytes",
+         node(0),
+         nullptr,
+         true,
+         {0},
+         0,
+         0,
+         1,
+         "out of range of target name (rd_len:0)"},
+        {"sysfs node of 127 bytes",
+         [](DeviceTree& device) {
+             std::string name(122, 'n');
+             device.writeTargetName(0, name + ".xml\n");
+             device.writeFile("/vendor/etc/pvx/calib_data_colormode0_" + name + ".xml",
+                              calibration(lut("gamma", 3)));
+         },
+         nullptr,
+         true,
+         {0},
+         0,
+         0,
+         1,
+         "/vendor/etc/pvx/calib_data_colormode0_" + std::string(122, 'n') + ".xml opened\n"},
+        {"sysfs node of 128 bytes",
+         node(128),
+         nullptr,
+         true,
+         {0},
+         0,
+         0,
+         1,
+         "out of range of target name (rd_len:128)"},
+        {"sysfs node of 4096 bytes",
+         node(4096),
+         nullptr,
+         true,
+         {0},
+         0,
+         0,
+         1,
+         "out of range of target name (rd_len:128)"},
+};
+
+bool contains(const std::vector<uint8_t>& bytes, const std::string& text) {
+    return std::string(bytes.begin(), bytes.end()).find(text) != std::string::npos;
+}
+
+void PrintTo(const BadInput& row, std::ostream* out) {
+    *out << row.name;
+}
+
+class BadInputTest : public ::testing::TestWithParam<BadInput> {};
+
+TEST_P(BadInputTest, AnswersAsDocumented) {
+    const BadInput& row = GetParam();
+    DeviceTree device;
+    row.setup(device);
+    LogCapture log;
+    std::unique_ptr<IHuevane, void (*)(IHuevane*)> engine(createInstance(0), destroyInstance);
+    ASSERT_EQ(row.created, engine != nullptr);
+    if (engine) {
+        std::vector<uint32_t> modeIds;
+        for (const HuevaneMode& mode : engine->getColorModes()) modeIds.push_back(mode.modeId);
+        EXPECT_EQ(row.modeIds, modeIds);
+        EXPECT_EQ(row.requestResult, row.request ? row.request(*engine) : stageAll(*engine));
+
+        const int32_t size = engine->getColorCoefSize();
+        ASSERT_GE(size, 4096);
+        std::unique_ptr<uint8_t[]> buffer(new uint8_t[size]);
+        ASSERT_EQ(row.updateResult, engine->updateColorCoef(buffer.get()));
+        if (row.updateResult == 0) {
+            std::vector<uint8_t> parcel(buffer.get(), buffer.get() + (buffer[2] | buffer[3] << 8));
+            EXPECT_EQ(row.numData, parcel[6] | parcel[7] << 8);
+            if (!row.inParcel.empty()) {
+                EXPECT_TRUE(contains(parcel, row.inParcel));
+            }
+            if (!row.notInParcel.empty()) {
+                EXPECT_FALSE(contains(parcel, row.notInParcel));
+            }
+        }
+    }
+    if (!row.logLine.empty()) {
+        std::vector<std::string> messages = log.messages();
+        EXPECT_NE(messages.end(), std::find(messages.begin(), messages.end(), row.logLine))
+                << "missing log line: " << row.logLine;
+    }
+}
+
+std::string rowName(const ::testing::TestParamInfo<BadInput>& info) {
+    std::string name;
+    for (const char* c = info.param.name; *c; c++) name += isalnum(*c) ? *c : '_';
+    return name;
+}
+
+INSTANTIATE_TEST_SUITE_P(Rows, BadInputTest, ::testing::ValuesIn(ROWS), rowName);
+
+}  // namespace
