@@ -21,6 +21,7 @@ constexpr size_t TEXT_PREVIEW = 64;
 struct DecodedEntry {
     size_t offset = 0;
     bool hasHeader = false;
+    bool hasText = false;  // false when total_size could not be trusted
     pvx_colormode_data_header header{};
     std::string text;
     unsigned short crc = 0;  // computed over the wire bytes of text and terminator
@@ -124,6 +125,7 @@ bool decodeEntry(const uint8_t* data, size_t offset, size_t end, DecodedEntry* e
     const uint8_t* wire = data + offset + PVX_DATA_HEADER_SIZE;
     const size_t wireLength = h.total_size - PVX_DATA_HEADER_SIZE;  // text and terminator
     entry->text.assign(reinterpret_cast<const char*>(wire), wireLength - 1);
+    entry->hasText = true;
     if (wire[wireLength - 1] != 0) entry->errors.push_back("text is not ended by a zero byte");
     const void* zero = memchr(wire, 0, wireLength - 1);
     if (zero != nullptr) {
@@ -226,8 +228,10 @@ void appendEntryText(size_t k, const DecodedEntry& entry, bool fullText, std::st
                    h.total_size, h.header_size);
     *out += format("  attr %lld,%lld,%lld", h.attr0, h.attr1, h.attr2);
     *out += format(",%lld  crc 0x%04llX", h.attr3, h.crc);
-    *out += entry.crc == h.crc ? " ok\n" : " BAD\n";
-    if (!entry.text.empty() || h.total_size > PVX_DATA_HEADER_SIZE) {
+    if (!entry.hasText) {
+        *out += "\n";
+    } else {
+        *out += entry.crc == h.crc ? " ok\n" : " BAD\n";
         *out += format("  text      %lld bytes: ", static_cast<long long>(entry.text.size()));
         *out += (fullText ? entry.text : previewText(entry.text)) + "\n";
     }
@@ -281,7 +285,7 @@ std::string jsonEntry(const DecodedEntry& entry) {
     out += format(",\"total_size\":%lld,\"header_size\":%lld", h.total_size, h.header_size);
     out += format(",\"attr\":[%lld,%lld,%lld", h.attr0, h.attr1, h.attr2);
     out += format(",%lld],\"crc\":%lld,\"crc_computed\":%lld", h.attr3, h.crc, entry.crc);
-    out += ",\"text\":" + jsonString(entry.text);
+    out += ",\"text\":" + (entry.hasText ? jsonString(entry.text) : std::string("null"));
     out += ",\"matrix\":" + (entry.hasMatrix ? jsonMatrix(entry) : std::string("null"));
     return out + ",\"errors\":" + jsonList(entry.errors) +
            ",\"warnings\":" + jsonList(entry.warnings) + "}";
