@@ -1,12 +1,9 @@
 // Hostile and broken inputs, one row each: what the library returns and logs. Run under
 // `make sanitize` the same rows also prove that nothing crashes, leaks or writes past the
 // parcel buffer, which is heap-allocated with exactly the reported size.
-#include <android/log.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cmath>
-#include <cstring>
 #include <functional>
 #include <limits>
 #include <memory>
@@ -112,205 +109,93 @@ struct BadInput {
 const float INF = std::numeric_limits<float>::infinity();
 const float NaN = std::numeric_limits<float>::quiet_NaN();
 
+Setup externalEntity() {
+    return [](DeviceTree& device) {
+        device.writeFile("/data/secret", SECRET);
+        device.writeCalibration(0, calibration("<degamma>&x;</degamma>", MODE_OPEN,
+                                               "<!DOCTYPE Calib_Data [<!ENTITY x SYSTEM 'file://" +
+                                                       device.hostPath("/data/secret") + "'>]>"));
+    };
+}
+
+// A 127-byte node is a usable target name: its file is the one opened.
+const std::string LONG_NAME(122, 'n');
+const std::string LONG_NAME_FILE = "/vendor/etc/pvx/calib_data_colormode0_" + LONG_NAME + ".xml";
+
+Setup node127() {
+    return [](DeviceTree& device) {
+        device.writeTargetName(0, LONG_NAME + ".xml\n");
+        device.writeFile(LONG_NAME_FILE, calibration(lut("gamma", 3)));
+    };
+}
+
+int32_t nullTransform(IHuevane& engine) {
+    return engine.setColorTransform(nullptr, 0);
+}
+
+// Null attribute text with a size, a null LUT text, then a LUT that must still arrive.
+int32_t nullExtensionData(IHuevane& engine) {
+    std::vector<HuevaneExtension> entries{{0, nullptr, 5}, {4, nullptr, 0}, {5, "t", 9}};
+    return engine.setColorExtension(entries);
+}
+
+const std::string EMPTY_MODE = calibration("");
+
+// clang-format off
 const BadInput ROWS[] = {
-        {"missing file",
-         [](DeviceTree&) {},
-         nullptr,
-         false,
-         {},
-         0,
-         0,
-         0,
-         "no target name is found(fd(-1))"},
-        {"empty file", file(""), nullptr, true, {}, 0, 0, 0, "empty document\n"},
-        {"truncated file",
-         file(calibration(lut("gamma", 3)).substr(0, 90)),
-         nullptr,
-         true,
-         {},
-         0,
-         0,
-         0,
-         "empty document\n"},
-        {"binary file",
-         file(std::string("\x00\xff\xda\x01<\x89PNG\r\n\x1a\n", 13)),
-         nullptr,
-         true,
-         {},
-         0,
-         0,
-         0,
-         "empty document\n"},
-        {"wrong root",
-         file("<calib_data>" + std::string(MODE_OPEN) + "</mode></calib_data>"),
-         nullptr,
-         true,
-         {},
-         0,
-         0,
-         0,
-         "document of the wrong type, root node != Calib_Data\n"},
-        {"entity expansion bomb",
-         file(entityBomb()),
-         nullptr,
-         true,
-         {},
-         0,
-         0,
-         0,
-         "empty document\n",
-         "",
-         "laugh"},
-        {"external entity",
-         [](DeviceTree& device) {
-             device.writeFile("/data/secret", SECRET);
-             device.writeCalibration(
-                     0, calibration("<degamma>&x;</degamma>", MODE_OPEN,
-                                    "<!DOCTYPE Calib_Data [<!ENTITY x SYSTEM 'file://" +
-                                            device.hostPath("/data/secret") + "'>]>"));
-         },
-         nullptr,
-         true,
-         {0},
-         0,
-         0,
-         1,
-         DEFAULT_OPENED,
-         "",
-         SECRET},
-        // Out-of-range and wordy values read as absent (0xFFFFFFFF, attribute byte 0xFF).
-        {"huge, negative and word values",
-         file(calibration("<degamma att0='99999999999999999999' att1='-5' att2='x1' "
-                          "att3='  +7'>v</degamma>",
-                          "<mode name='m' mode_id='4294967296' gamut_id='-7' gamut_name='g' "
-                          "intent_id='zero' intent_name='i'>")),
-         nullptr,
-         true,
-         {0xFFFFFFFF},
-         0,
-         0,
-         1,
-         DEFAULT_OPENED,
-         std::string("\xDA\x04\x0E\x00\x0C\x00\xFF\xFB\xFF\x07", 10)},
-        {"LUT text of 65 523 bytes",
-         file(calibration(lut("gamma", 65523))),
-         nullptr,
-         true,
-         {0},
-         0,
-         1,
-         0,
-         "size mistmatch between data 65523 and header 0-12-1\n"},
-        {"LUT text of 1 MB",
-         file(calibration(lut("degamma", 1 << 20))),
-         nullptr,
-         true,
-         {0},
-         0,
-         1,
-         0,
-         "size mistmatch between data 1048576 and header 13-12-1\n"},
-        {"LUT texts beyond the 16-bit parcel",
-         file(calibration(lut("gamma", 40000) + lut("degamma", 40000))),
-         nullptr,
-         true,
-         {0},
-         0,
-         1,
-         0,
-         "failed to fill luts\n"},
-        {"10 000 extension entries, one identity",
-         file(calibration("")),
-         extensions(10000, false),
-         true,
-         {0},
-         0,
-         0,
-         1,
-         "",
-         "abc"},
-        {"10 000 extension entries, all distinct",
-         file(calibration("")),
-         extensions(10000, true),
-         true,
-         {0},
-         0,
-         1,
-         0,
-         "failed to fill luts\n"},
-        {"NaN and infinite transform elements",
-         file(calibration("")),
-         transformOf({NaN, INF, -INF, 1, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1}),
-         true,
-         {0},
-         0,
-         0,
-         1,
-         "",
-         "1,0,2147483647,-2147483648,65536,"},
-        {"null transform",
-         file(calibration("")),
-         [](IHuevane& engine) { return engine.setColorTransform(nullptr, 0); },
-         true,
-         {0},
-         1,
-         0,
-         0},
-        {"null extension data",
-         file(calibration("")),
-         [](IHuevane& engine) {
-             std::vector<HuevaneExtension> entries{{0, nullptr, 5}, {4, nullptr, 0}, {5, "t", 9}};
-             return engine.setColorExtension(entries);
-         },
-         true,
-         {0},
-         0,
-         0,
-         1,
-         "",
-         std::string("\xDA\x05\x0E\x00\x0C\x00\xFF\xFF\xFF\xFF", 10)},
-        {"sysfs node of 0 bytes",
-         node(0),
-         nullptr,
-         true,
-         {0},
-         0,
-         0,
-         1,
-         "out of range of target name (rd_len:0)"},
-        {"sysfs node of 127 bytes",
-         [](DeviceTree& device) {
-             std::string name(122, 'n');
-             device.writeTargetName(0, name + ".xml\n");
-             device.writeFile("/vendor/etc/pvx/calib_data_colormode0_" + name + ".xml",
-                              calibration(lut("gamma", 3)));
-         },
-         nullptr,
-         true,
-         {0},
-         0,
-         0,
-         1,
-         "/vendor/etc/pvx/calib_data_colormode0_" + std::string(122, 'n') + ".xml opened\n"},
-        {"sysfs node of 128 bytes",
-         node(128),
-         nullptr,
-         true,
-         {0},
-         0,
-         0,
-         1,
-         "out of range of target name (rd_len:128)"},
-        {"sysfs node of 4096 bytes",
-         node(4096),
-         nullptr,
-         true,
-         {0},
-         0,
-         0,
-         1,
-         "out of range of target name (rd_len:128)"},
+    // name, setup, request, created, mode ids, request result, update result, num_data,
+    // log line, in parcel, never in parcel
+    {"missing file", [](DeviceTree&) {}, nullptr, false, {}, 0, 0, 0,
+     "no target name is found(fd(-1))"},
+    {"empty file", file(""), nullptr, true, {}, 0, 0, 0, "empty document\n"},
+    {"truncated file", file(calibration(lut("gamma", 3)).substr(0, 90)), nullptr, true, {}, 0, 0,
+     0, "empty document\n"},
+    {"binary file", file(std::string("\x00\xff\xda\x01<\x89PNG\r\n\x1a\n", 13)), nullptr, true, {},
+     0, 0, 0, "empty document\n"},
+    {"wrong root", file("<calib_data>" + std::string(MODE_OPEN) + "</mode></calib_data>"), nullptr,
+     true, {}, 0, 0, 0, "document of the wrong type, root node != Calib_Data\n"},
+    // libxml2 refuses the amplification, so the document does not parse at all.
+    {"entity expansion bomb", file(entityBomb()), nullptr, true, {}, 0, 0, 0, "empty document\n",
+     "", "laugh"},
+    // External entities are not loaded: the LUT arrives with an empty text.
+    {"external entity", externalEntity(), nullptr, true, {0}, 0, 0, 1, DEFAULT_OPENED, "", SECRET},
+    // Out-of-range and wordy values read as absent (0xFFFFFFFF, attribute byte 0xFF).
+    {"huge, negative and word values",
+     file(calibration("<degamma att0='99999999999999999999' att1='-5' att2='x1' att3='  +7'>v"
+                      "</degamma>",
+                      "<mode name='m' mode_id='4294967296' gamut_id='-7' gamut_name='g' "
+                      "intent_id='zero' intent_name='i'>")),
+     nullptr, true, {0xFFFFFFFF}, 0, 0, 1, DEFAULT_OPENED,
+     std::string("\xDA\x04\x0E\x00\x0C\x00\xFF\xFB\xFF\x07", 10)},
+    {"LUT text of 65 523 bytes", file(calibration(lut("gamma", 65523))), nullptr, true, {0}, 0, 1,
+     0, "size mistmatch between data 65523 and header 0-12-1\n"},
+    {"LUT text of 1 MB", file(calibration(lut("degamma", 1 << 20))), nullptr, true, {0}, 0, 1, 0,
+     "size mistmatch between data 1048576 and header 13-12-1\n"},
+    {"LUT texts beyond the 16-bit parcel",
+     file(calibration(lut("gamma", 40000) + lut("degamma", 40000))), nullptr, true, {0}, 0, 1, 0,
+     "failed to fill luts\n"},
+    {"10 000 extension entries, one identity", file(EMPTY_MODE), extensions(10000, false), true,
+     {0}, 0, 0, 1, "", "abc"},
+    // Extension LUTs claim no room of their own: the packer refuses what does not fit.
+    {"10 000 extension entries, all distinct", file(EMPTY_MODE), extensions(10000, true), true,
+     {0}, 0, 1, 0, "failed to fill luts\n"},
+    // NaN writes 0, infinities saturate.
+    {"NaN and infinite transform elements", file(EMPTY_MODE),
+     transformOf({NaN, INF, -INF, 1, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1}), true, {0}, 0, 0, 1, "",
+     "1,0,2147483647,-2147483648,65536,"},
+    {"null transform", file(EMPTY_MODE), nullTransform, true, {0}, 1, 0, 0},
+    {"null extension data", file(EMPTY_MODE), nullExtensionData, true, {0}, 0, 0, 1, "",
+     std::string("\xDA\x05\x0E\x00\x0C\x00\xFF\xFF\xFF\xFF", 10)},
+    {"sysfs node of 0 bytes", node(0), nullptr, true, {0}, 0, 0, 1,
+     "out of range of target name (rd_len:0)"},
+    {"sysfs node of 127 bytes", node127(), nullptr, true, {0}, 0, 0, 1,
+     LONG_NAME_FILE + " opened\n"},
+    {"sysfs node of 128 bytes", node(128), nullptr, true, {0}, 0, 0, 1,
+     "out of range of target name (rd_len:128)"},
+    {"sysfs node of 4096 bytes", node(4096), nullptr, true, {0}, 0, 0, 1,
+     "out of range of target name (rd_len:128)"},
 };
+// clang-format on
 
 bool contains(const std::vector<uint8_t>& bytes, const std::string& text) {
     return std::string(bytes.begin(), bytes.end()).find(text) != std::string::npos;
