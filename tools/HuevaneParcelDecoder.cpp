@@ -200,8 +200,7 @@ void appendProblems(const char* kind, const std::vector<std::string>& problems, 
 
 // Rows of the mathematical matrix; the text stores it column-major (index 4c + r).
 void appendMatrix(const DecodedEntry& entry, std::string* out) {
-    *out += entry.enabled ? "  matrix    enabled"
-                          : "  matrix    disabled (the stage resets it to identity)";
+    *out += entry.enabled ? "  matrix    enabled" : "  matrix    disabled";
     *out += "; rows, value = fixed-point / 65536\n";
     for (int r = 0; r < 4; r++) {
         char line[160];
