@@ -1,0 +1,115 @@
+// The shared library as a compositor sees it: loaded with dlopen, reached through its exported
+// names only. It carries its own copy of the internals, so no device tree applies to it: the
+// display used here has no calibration file.
+#include <dlfcn.h>
+#include <elf.h>
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <fstream>
+#include <iterator>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "HuevaneTestSupport.h"
+#include "IHuevane.h"
+
+#ifndef HUEVANE_DEFAULT_SO
+#define HUEVANE_DEFAULT_SO "libhuevane_default.so"
+#endif
+
+namespace {
+
+constexpr uint32_t NO_FILE_DISPLAY = 4242;
+
+using CreateFn = IHuevane* (*)(uint32_t);
+using DestroyFn = void (*)(IHuevane*);
+
+class EntryTest : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        mHandle = dlopen(HUEVANE_DEFAULT_SO, RTLD_NOW | RTLD_LOCAL);
+        ASSERT_NE(nullptr, mHandle) << dlerror();
+    }
+    void TearDown() override {
+        if (mHandle != nullptr) dlclose(mHandle);
+    }
+    template <typename T>
+    T symbol(const char* name) {
+        return reinterpret_cast<T>(dlsym(mHandle, name));
+    }
+
+    void* mHandle = nullptr;
+};
+
+TEST_F(EntryTest, CompositorCycle) {
+    CreateFn create = symbol<CreateFn>("createInstance");
+    CreateFn createEngine = symbol<CreateFn>("_ZN8IHuevane14createInstanceEj");
+    DestroyFn destroy = symbol<DestroyFn>("destroyInstance");
+    ASSERT_TRUE(create && createEngine && destroy);
+
+    EXPECT_EQ(nullptr, create(NO_FILE_DISPLAY));
+    destroy(nullptr);
+
+    IHuevane* engine = createEngine(NO_FILE_DISPLAY);
+    ASSERT_NE(nullptr, engine);
+    EXPECT_TRUE(engine->getColorModes().empty());
+    EXPECT_EQ(0, engine->setColorMode(0));
+    const float identity[16] = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
+    EXPECT_EQ(0, engine->setColorTransform(identity, 0));
+    std::vector<HuevaneExtension> extensions = {{0, "1 0", 3}, {4, "1,2", 0}};
+    EXPECT_EQ(0, engine->setColorExtension(extensions));
+    EXPECT_EQ(4096, engine->getColorCoefSize());
+    std::vector<uint8_t> buffer(engine->getPvxLutSize());
+    EXPECT_EQ(0, engine->getPvxLut(buffer.data()));
+
+    const std::string matrix = "1,65536,0,0,0,0,65536,0,0,0,0,65536,0,0,0,0,65536";
+    std::vector<uint8_t> expected = hexBytes(
+            "DA 00 5A 00 0C 00 02 00 DA 00 00 00 DA 04 10 00 0C 00 01 00 FF FF 0A FF 31 2C 32 00 "
+            "DA 06 3E 00 0C 00 FF FF FF FF 41 FF");
+    expected.insert(expected.end(), matrix.begin(), matrix.end());
+    expected.push_back(0);
+    buffer.resize(expected.size());
+    EXPECT_EQ(expected, buffer);
+    destroy(engine);
+}
+
+// Names of the defined symbols in the dynamic symbol table of an ELF image.
+template <typename Ehdr, typename Shdr, typename Sym>
+std::set<std::string> definedDynamicSymbols(const std::vector<char>& image) {
+    std::set<std::string> names;
+    const Ehdr* elf = reinterpret_cast<const Ehdr*>(image.data());
+    const Shdr* sections = reinterpret_cast<const Shdr*>(image.data() + elf->e_shoff);
+    for (int i = 0; i < elf->e_shnum; i++) {
+        if (sections[i].sh_type != SHT_DYNSYM) continue;
+        const char* strings = image.data() + sections[sections[i].sh_link].sh_offset;
+        const Sym* symbols = reinterpret_cast<const Sym*>(image.data() + sections[i].sh_offset);
+        for (size_t k = 0; k < sections[i].sh_size / sizeof(Sym); k++) {
+            if (symbols[k].st_shndx != SHN_UNDEF) names.insert(strings + symbols[k].st_name);
+        }
+    }
+    return names;
+}
+
+TEST_F(EntryTest, ExportsOnlyTheEntryPoints) {
+    Dl_info info{};
+    ASSERT_NE(0, dladdr(dlsym(mHandle, "createInstance"), &info));
+    std::ifstream file(info.dli_fname, std::ios::binary);
+    std::vector<char> image((std::istreambuf_iterator<char>(file)),
+                            std::istreambuf_iterator<char>());
+    ASSERT_GT(image.size(), size_t{EI_NIDENT});
+    ASSERT_EQ(0, memcmp(image.data(), ELFMAG, SELFMAG));
+
+    std::set<std::string> names =
+            image[EI_CLASS] == ELFCLASS64
+                    ? definedDynamicSymbols<Elf64_Ehdr, Elf64_Shdr, Elf64_Sym>(image)
+                    : definedDynamicSymbols<Elf32_Ehdr, Elf32_Shdr, Elf32_Sym>(image);
+    // The version script's own name is a definition too, not an export.
+    names.erase("LIBHUEVANE_DEFAULT");
+    EXPECT_EQ((std::set<std::string>{"createInstance", "destroyInstance",
+                                     "_ZN8IHuevane14createInstanceEj"}),
+              names);
+}
+
+}  // namespace
