@@ -10,9 +10,35 @@ std::string HuevaneImplUtil::mDeviceRoot;
 
 namespace {
 
-constexpr unsigned short CRC16_POLY = 0x00DA;
-constexpr unsigned short CRC16_INIT = 0x00DA;
+constexpr unsigned int CRC16_POLY = 0x00DA;
+constexpr unsigned int CRC16_INIT = 0x00DA;
 constexpr unsigned short CRC16_EMPTY = 0xFF25;
+constexpr int CRC16_SLICES = 8;
+
+// Polynomial and initial value both fit in 8 bits, so the register never leaves its low byte:
+// each step is crc = T[crc ^ byte], and T is linear. Eight bytes therefore fold into eight
+// independent lookups, T7[crc ^ b0] ^ T6[b1] ^ ... ^ T0[b7], where Tk is T applied k more
+// times (k zero bytes). Same result as the byte-wise loop, several times faster.
+struct Crc16Slices {
+    uint8_t table[CRC16_SLICES][256];
+};
+
+constexpr Crc16Slices getCrc16Slices() {
+    Crc16Slices slices{};
+    for (unsigned int i = 0; i < 256; i++) {
+        unsigned int c = i;
+        for (int bit = 0; bit < 8; bit++) c = (c & 1) ? (c >> 1) ^ CRC16_POLY : c >> 1;
+        slices.table[0][i] = static_cast<uint8_t>(c);
+    }
+    for (int k = 1; k < CRC16_SLICES; k++) {
+        for (unsigned int i = 0; i < 256; i++) {
+            slices.table[k][i] = slices.table[0][slices.table[k - 1][i]];
+        }
+    }
+    return slices;
+}
+
+constexpr Crc16Slices CRC16_SLICED = getCrc16Slices();
 
 // Beyond this the value is outside every range a caller accepts; clamping keeps the
 // accumulation from overflowing on arbitrarily long digit runs.
@@ -26,26 +52,22 @@ bool isDecimalSpace(char c) {
 
 void HuevaneImplUtil::genCrc16Table() {
     if (!mCrcTable.empty()) return;
-    mCrcTable.resize(256);
-    for (unsigned int i = 0; i < 256; i++) {
-        unsigned int c = i;
-        for (int bit = 0; bit < 8; bit++) {
-            c = (c & 1) ? (c >> 1) ^ CRC16_POLY : c >> 1;
-        }
-        mCrcTable[i] = static_cast<unsigned short>(c);
-    }
+    mCrcTable.assign(CRC16_SLICED.table[0], CRC16_SLICED.table[0] + 256);
 }
 
 unsigned short HuevaneImplUtil::getCrc16(const unsigned char* data, int32_t length) {
     genCrc16Table();
     if (length < 1) return CRC16_EMPTY;
-    // Polynomial and initial value both fit in 8 bits, so the register never leaves the low
-    // byte and (crc >> 8) is always 0; the loop keeps the general form all the same.
-    const unsigned short* table = mCrcTable.data();
+    const uint8_t(*t)[256] = CRC16_SLICED.table;
     unsigned int crc = CRC16_INIT;
-    for (int32_t i = 0; i < length; i++) {
-        crc = table[(crc ^ data[i]) & 0xFF] ^ (crc >> 8);
+    int32_t i = 0;
+    for (; length - i >= CRC16_SLICES; i += CRC16_SLICES) {
+        const unsigned char* b = data + i;
+        crc = t[7][crc ^ b[0]] ^ t[6][b[1]] ^ t[5][b[2]] ^ t[4][b[3]] ^ t[3][b[4]] ^
+              t[2][b[5]] ^ t[1][b[6]] ^ t[0][b[7]];
     }
+    for (; i < length; i++) crc = t[0][crc ^ data[i]];
+    // The high byte of the register is always 0, so every result's high byte is 0xFF.
     return static_cast<unsigned short>(~crc & 0xFFFF);
 }
 
