@@ -19,8 +19,14 @@ bool isElementNamed(const xmlNode* node, const char* name) {
            xmlStrcmp(node->name, reinterpret_cast<const xmlChar*>(name)) == 0;
 }
 
-// The element's text with entity references replaced by their text.
+// The element's text with entity references replaced by their text. Most LUT nodes hold one
+// text node; its content is that text already, so the node-list copy is skipped for it.
 std::string getLutText(xmlDocPtr document, const xmlNode* node) {
+    const xmlNode* child = node->children;
+    if (child != nullptr && child->next == nullptr &&
+        (child->type == XML_TEXT_NODE || child->type == XML_CDATA_SECTION_NODE)) {
+        return child->content ? std::string(reinterpret_cast<const char*>(child->content)) : "";
+    }
     xmlChar* content = xmlNodeListGetString(document, node->children, 1);
     if (content == nullptr) return std::string();
     std::string text(reinterpret_cast<const char*>(content));

@@ -1,5 +1,6 @@
 #include "HuevaneMatrixText.h"
 
+#include <charconv>
 #include <cmath>
 #include <cstdint>
 #include <limits>
@@ -23,11 +24,17 @@ int32_t getFixedPointFromFloat(float value) {
 }
 
 std::string getMatrixTextFromFloats(const float* elements, size_t count) {
+    // Written on every update by the matrix stages: format into a stack buffer, one string
+    // allocation at the end. "-2147483648," is the longest field.
+    constexpr size_t FIELD_MAX = 12;
+    char field[FIELD_MAX];
     std::string text = "1,";
-    text.reserve(2 + count * 12);
+    text.reserve(2 + count * FIELD_MAX);
     for (size_t i = 0; i < count; i++) {
-        text += std::to_string(getFixedPointFromFloat(elements[i]));
-        text += ',';
+        std::to_chars_result written =
+                std::to_chars(field, field + FIELD_MAX - 1, getFixedPointFromFloat(elements[i]));
+        *written.ptr++ = ',';
+        text.append(field, written.ptr);
     }
     text.pop_back();
     return text;
