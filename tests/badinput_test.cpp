@@ -47,13 +47,6 @@ Setup file(const std::string& content) {
     return [content](DeviceTree& device) { device.writeCalibration(0, content); };
 }
 
-Setup node(size_t length) {
-    return [length](DeviceTree& device) {
-        device.writeTargetName(0, std::string(length, 'n'));
-        device.writeCalibration(0, calibration(lut("gamma", 3)));
-    };
-}
-
 // Stages every listed (mode, intent) pair; the last one's LUTs reach the parcel.
 int32_t stageAll(IHuevane& engine) {
     int32_t result = 0;
@@ -118,17 +111,6 @@ Setup externalEntity() {
     };
 }
 
-// A 127-byte node is a usable target name: its file is the one opened.
-const std::string LONG_NAME(122, 'n');
-const std::string LONG_NAME_FILE = "/vendor/etc/pvx/calib_data_colormode0_" + LONG_NAME + ".xml";
-
-Setup node127() {
-    return [](DeviceTree& device) {
-        device.writeTargetName(0, LONG_NAME + ".xml\n");
-        device.writeFile(LONG_NAME_FILE, calibration(lut("gamma", 3)));
-    };
-}
-
 int32_t nullTransform(IHuevane& engine) {
     return engine.setColorTransform(nullptr, 0);
 }
@@ -186,14 +168,7 @@ const BadInput ROWS[] = {
     {"null transform", file(EMPTY_MODE), nullTransform, true, {0}, 1, 0, 0},
     {"null extension data", file(EMPTY_MODE), nullExtensionData, true, {0}, 0, 0, 1, "",
      std::string("\xDA\x05\x0E\x00\x0C\x00\xFF\xFF\xFF\xFF", 10)},
-    {"sysfs node of 0 bytes", node(0), nullptr, true, {0}, 0, 0, 1,
-     "out of range of target name (rd_len:0)"},
-    {"sysfs node of 127 bytes", node127(), nullptr, true, {0}, 0, 0, 1,
-     LONG_NAME_FILE + " opened\n"},
-    {"sysfs node of 128 bytes", node(128), nullptr, true, {0}, 0, 0, 1,
-     "out of range of target name (rd_len:128)"},
-    {"sysfs node of 4096 bytes", node(4096), nullptr, true, {0}, 0, 0, 1,
-     "out of range of target name (rd_len:128)"},
+    // Sysfs nodes of 0, 127, 128 and 4096 bytes: the target-name table of filesel_test.
 };
 // clang-format on
 

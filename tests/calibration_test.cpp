@@ -192,17 +192,15 @@ TEST_F(CalibrationTest, ModeAndIntentListsDropOnlyExactDuplicates) {
         return std::string("<mode name='") + name + "' mode_id='" + mode + "' gamut_id='" + gamut +
                "' gamut_name='g' intent_id='" + intent + "' intent_name='" + intentName + "'/>";
     };
-    auto reader = read("<?xml version='1.0' encoding='UTF-8'?>\n" +
-                       calib(node("standard", "0", "0", "0", "colorimetric") +
-                             node("standard", "0", "0", "1", "enhance") +
-                             node("vivid", "9", "2", "0", "colorimetric") +
-                             "<mode name='partial' mode_id='3' gamut_id='1' gamut_name='srgb' "
-                             "intent_id='0'/>" +
-                             node("standard", "0", "0", "1", "enhance") +
-                             node("Standard", "0", "0", "2", "vivid") +
-                             node("standard", "0", "5", "2", "other") +
-                             node("standard", "0", "0", "3", "enhance") +
-                             node("neg", "-1", "-1", "-1", "x")));
+    auto reader = read(calib(
+            node("standard", "0", "0", "0", "colorimetric") +
+            node("standard", "0", "0", "1", "enhance") +
+            node("vivid", "9", "2", "0", "colorimetric") +
+            "<mode name='partial' mode_id='3' gamut_id='1' gamut_name='srgb' "
+            "intent_id='0'/>" +
+            node("standard", "0", "0", "1", "enhance") + node("Standard", "0", "0", "2", "vivid") +
+            node("standard", "0", "5", "2", "other") + node("standard", "0", "0", "3", "enhance") +
+            node("neg", "-1", "-1", "-1", "x")));
     mLog.clear();
     reader->dumpColorModeList();
     for (uint32_t mode : {0u, 9u, 0xFFFFFFFFu, 3u}) reader->dumpRenderIntentList(mode);

@@ -192,9 +192,4 @@ TEST_F(EngineTest, OptionalLinesFollowTheLogLevel) {
     }
 }
 
-TEST_F(EngineTest, NullTransformIsRefused) {
-    EXPECT_EQ(1, engine().setColorTransform(nullptr, 0));
-    EXPECT_EQ(hexBytes("DA 00 0C 00 0C 00 00 00 DA 00 00 00"), update());
-}
-
 }  // namespace

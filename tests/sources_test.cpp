@@ -56,13 +56,6 @@ TEST(Transform, StagesOneGammaMatrixPerCall) {
     EXPECT_EQ(IDENTITY_TEXT, luts[0].second);
     EXPECT_EQ(TRANSFORM_TEXT, luts[1].second);
     EXPECT_EQ(124, transform.getDataLutsMaxSize());
-
-    log.clear();
-    transform.clearDataLuts();
-    transform.setDataLuts(identity());
-    transform.dumpDataLuts();
-    EXPECT_EQ(std::vector<std::string>{"id[6] attr(255,255,255,255) " + IDENTITY_TEXT + "\n"},
-              log.messages());
 }
 
 TEST(MatrixStage, WorkedExampleInBothVisitingOrders) {
