@@ -14,7 +14,7 @@
 #include "IHuevane.h"
 
 class HuevaneImplColorMode : public HuevaneImplLutSource<unsigned int> {
-public:
+  public:
     static const char* const TARGET_NAME_SYSFS_NODE_PREFIX;
     static const char* const TARGET_NAME_SYSFS_NODE_SUFFIX;
     static const char* const COLOR_MODE_DOC_NAME;
@@ -45,7 +45,7 @@ public:
     // Calibration files to try, in order: the with-suffix name, then the default name.
     static std::vector<std::string> getXmlNames(uint32_t id);
 
-private:
+  private:
     std::unique_ptr<HuevaneImplColorModeXml> mColorModeXml;
     HuevaneDataLutList mDataLuts;
     uint32_t mColorModeId = 0xFFFFFFFF;

@@ -6,19 +6,9 @@
 #include <log/log.h>
 
 const char* const HuevaneImplColorModeXml::PVX_COLORMODE_NODE[13] = {
-        nullptr,      "cgc17_enc", "cgc17_con", "cgc_dither", "degamma", "gamma",        "gamma_matrix",
-        "hsc48_lcg", "hsc",       "scl",       "de",         "linear_matrix", "atc"};
-
-namespace {
-
-const char* const MODE_PROPERTIES[] = {"name",      "mode_id",     "gamut_name",
-                                       "gamut_id",  "intent_name", "intent_id"};
-
-bool isNamed(const xmlNode* node, const char* name) {
-    return xmlStrcmp(node->name, reinterpret_cast<const xmlChar*>(name)) == 0;
-}
-
-}  // namespace
+        nullptr, "cgc17_enc",     "cgc17_con", "cgc_dither", "degamma",
+        "gamma", "gamma_matrix",  "hsc48_lcg", "hsc",        "scl",
+        "de",    "linear_matrix", "atc"};
 
 HuevaneImplColorModeXml::HuevaneImplColorModeXml(std::vector<std::string> xmlNames)
     : mXmlNames(std::move(xmlNames)) {
@@ -67,16 +57,13 @@ int32_t HuevaneImplColorModeXml::buildupColorModeNodes() {
         xmlFreeDoc(document);
         return 2;
     }
-    if (!isNamed(root, "Calib_Data")) {
+    if (!isElementNamed(root, "Calib_Data")) {
         ALOGE("document of the wrong type, root node != Calib_Data\n");
         xmlFreeDoc(document);
         return 1;
     }
     for (xmlNodePtr child = root->children; child != nullptr; child = child->next) {
-        if (child->type != XML_ELEMENT_NODE || !isNamed(child, "mode") ||
-            !isValidXmlProperties(child)) {
-            continue;
-        }
+        if (!isElementNamed(child, "mode") || !isValidXmlProperties(child)) continue;
         HuevaneMode mode = getColorModeFromXmlProperties(child);
         putColorModeList(mode);
         DisplayRenderIntent intent = getRenderIntentFromXmlProperties(child);

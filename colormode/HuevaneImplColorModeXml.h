@@ -26,7 +26,7 @@ struct PairHash {
 };
 
 class HuevaneImplColorModeXml : public HuevaneImplColorModeXmlBase {
-public:
+  public:
     // Index = node id written into data-LUT headers; entry 0 names no LUT.
     static const char* const PVX_COLORMODE_NODE[13];
     static constexpr int PVX_COLORMODE_NODE_COUNT = 13;
@@ -64,7 +64,7 @@ public:
     void dumpColorModeList();
     void dumpRenderIntentList(uint32_t modeId);
 
-private:
+  private:
     std::unordered_map<HuevaneLutKey, HuevaneDataLutList, PairHash> mDataLutsMap;
     std::vector<HuevaneMode> mColorModeList;
     std::unordered_map<uint32_t, std::vector<DisplayRenderIntent>> mRenderIntentMap;

@@ -8,6 +8,9 @@
 
 #include "HuevaneImplUtil.h"
 
+const char* const HuevaneImplColorModeXmlBase::MODE_PROPERTIES[6] = {
+        "name", "mode_id", "gamut_name", "gamut_id", "intent_name", "intent_id"};
+
 xmlDocPtr HuevaneImplColorModeXmlBase::openColorModeFile(std::vector<std::string>& names) {
     for (const std::string& name : names) {
         if (name.empty()) continue;
@@ -34,8 +37,7 @@ uint32_t HuevaneImplColorModeXmlBase::getValueFromXmlProperty(xmlNodePtr& node,
     return static_cast<uint32_t>(static_cast<int32_t>(value));
 }
 
-bool HuevaneImplColorModeXmlBase::getTextFromXmlProperty(xmlNodePtr& node,
-                                                         const char* propertyName,
+bool HuevaneImplColorModeXmlBase::getTextFromXmlProperty(xmlNodePtr& node, const char* propertyName,
                                                          std::string* text) {
     xmlChar* value = xmlGetProp(node, reinterpret_cast<const xmlChar*>(propertyName));
     if (value == nullptr) return false;
@@ -49,4 +51,24 @@ bool HuevaneImplColorModeXmlBase::hasXmlProperty(xmlNodePtr& node, const char* p
     if (value == nullptr) return false;
     xmlFree(value);
     return true;
+}
+
+bool HuevaneImplColorModeXmlBase::isElementNamed(const xmlNode* node, const char* name) {
+    return node->type == XML_ELEMENT_NODE &&
+           xmlStrcmp(node->name, reinterpret_cast<const xmlChar*>(name)) == 0;
+}
+
+// Most LUT nodes hold one text node; its content is the text already, so the node-list copy is
+// skipped for it.
+std::string HuevaneImplColorModeXmlBase::getLutText(xmlDocPtr document, const xmlNode* node) {
+    const xmlNode* child = node->children;
+    if (child != nullptr && child->next == nullptr &&
+        (child->type == XML_TEXT_NODE || child->type == XML_CDATA_SECTION_NODE)) {
+        return child->content ? std::string(reinterpret_cast<const char*>(child->content)) : "";
+    }
+    xmlChar* content = xmlNodeListGetString(document, node->children, 1);
+    if (content == nullptr) return std::string();
+    std::string text(reinterpret_cast<const char*>(content));
+    xmlFree(content);
+    return text;
 }

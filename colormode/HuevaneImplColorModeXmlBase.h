@@ -11,7 +11,10 @@
 constexpr uint32_t PVX_VALUE_ABSENT = 0xFFFFFFFF;
 
 class HuevaneImplColorModeXmlBase {
-public:
+  public:
+    // Properties every mode node must carry to be read at all.
+    static const char* const MODE_PROPERTIES[6];
+
     // The parsed document of the first name that exists and parses, or null. The caller frees it
     // with xmlFreeDoc.
     static xmlDocPtr openColorModeFile(std::vector<std::string>& names);
@@ -21,6 +24,9 @@ public:
     static bool getTextFromXmlProperty(xmlNodePtr& node, const char* propertyName,
                                        std::string* text);
     static bool hasXmlProperty(xmlNodePtr& node, const char* propertyName);
+    static bool isElementNamed(const xmlNode* node, const char* name);
+    // A LUT node's text: its content with entity references replaced by their text.
+    static std::string getLutText(xmlDocPtr document, const xmlNode* node);
 };
 
 #endif  // HUEVANE_COLORMODE_HUEVANEIMPLCOLORMODEXMLBASE_H

@@ -64,8 +64,7 @@ void HuevaneImplColorModeXml::dumpColorModeList() {
     ALOGD("[supported color modes]");
     for (const HuevaneMode& mode : mColorModeList) {
         ALOGD("%s: modeId(%d), gamutId(%d), modeName(%s)", "dumpColorModeList",
-              static_cast<int>(mode.modeId), static_cast<int>(mode.gamutId),
-              mode.modeName.c_str());
+              static_cast<int>(mode.modeId), static_cast<int>(mode.gamutId), mode.modeName.c_str());
     }
 }
 

@@ -14,26 +14,6 @@ namespace {
 
 const char* const SUB_XML_EXT = ".xml";
 
-bool isElementNamed(const xmlNode* node, const char* name) {
-    return node->type == XML_ELEMENT_NODE &&
-           xmlStrcmp(node->name, reinterpret_cast<const xmlChar*>(name)) == 0;
-}
-
-// The element's text with entity references replaced by their text. Most LUT nodes hold one
-// text node; its content is that text already, so the node-list copy is skipped for it.
-std::string getLutText(xmlDocPtr document, const xmlNode* node) {
-    const xmlNode* child = node->children;
-    if (child != nullptr && child->next == nullptr &&
-        (child->type == XML_TEXT_NODE || child->type == XML_CDATA_SECTION_NODE)) {
-        return child->content ? std::string(reinterpret_cast<const char*>(child->content)) : "";
-    }
-    xmlChar* content = xmlNodeListGetString(document, node->children, 1);
-    if (content == nullptr) return std::string();
-    std::string text(reinterpret_cast<const char*>(content));
-    xmlFree(content);
-    return text;
-}
-
 }  // namespace
 
 void HuevaneImplColorModeXml::putDataLutsMap(xmlDocPtr& document, xmlNodePtr& node,
@@ -56,8 +36,8 @@ void HuevaneImplColorModeXml::putDataLutsMap(xmlDocPtr& document, xmlNodePtr& no
             std::max<int64_t>(mDataLutsMaxSize, std::min<int64_t>(sum, INT32_MAX)));
 }
 
-pvx_colormode_data_header HuevaneImplColorModeXml::getColorModeDataHeader(
-        xmlNodePtr& node, const std::string& text) {
+pvx_colormode_data_header HuevaneImplColorModeXml::getColorModeDataHeader(xmlNodePtr& node,
+                                                                          const std::string& text) {
     auto known = mNodeNameToEnumMap.find(reinterpret_cast<const char*>(node->name));
     uint32_t id = known == mNodeNameToEnumMap.end() ? PVX_COLORMODE_NODE_COUNT : known->second;
     // An absent property reads as all bits set, so its byte is 0xFF.

@@ -12,6 +12,7 @@
 #include "HuevaneImplExtension.h"
 #include "HuevaneImplMatrix.h"
 #include "HuevaneImplTransform.h"
+#include "HuevaneParcel.h"
 #include "IHuevane.h"
 
 // Tells a matrix stage where an offered LUT comes from.
@@ -22,7 +23,7 @@ enum HuevaneSourceKind : int32_t {
 };
 
 class HuevaneImplementation : public IHuevane {
-public:
+  public:
     explicit HuevaneImplementation(uint32_t id);
     ~HuevaneImplementation() override;
     HuevaneImplementation(const HuevaneImplementation&) = delete;
@@ -47,7 +48,7 @@ public:
     int32_t packDataLutsIntoParcel(HuevaneDataLutList& list, void* buffer);
     void printParcel(void* buffer);
 
-private:
+  private:
     // 0 when a stage took the LUT.
     int32_t offerToMatrixStages(int32_t sourceKind, const HuevaneDataLut& lut);
     void putDataLut(HuevaneDataLutList& list, HuevaneDataLut&& lut);
@@ -57,7 +58,7 @@ private:
     std::unique_ptr<HuevaneImplExtension> mExtension;
     HuevaneImplMatrix mGammaMatrix{PVX_NODE_GAMMA_MATRIX};
     HuevaneImplMatrix mLinearMatrix{PVX_NODE_LINEAR_MATRIX};
-    int32_t mMinCoefSize = 4096;
+    int32_t mMinCoefSize = PVX_MIN_COEF_SIZE;
     uint8_t mSeqNum = 0;
     int32_t mLogLevel = 0;
 };

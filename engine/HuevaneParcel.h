@@ -10,6 +10,8 @@
 
 constexpr uint16_t PVX_PARCEL_HEADER_SIZE = 12;
 constexpr uint32_t PVX_PARCEL_MAGIC_WORD = 0x000000DA;
+// The smallest buffer the engine ever asks for.
+constexpr int32_t PVX_MIN_COEF_SIZE = 4096;
 // total_size and num_data are 16-bit fields.
 constexpr int32_t PVX_PARCEL_MAX_SIZE = 65535;
 

@@ -15,28 +15,24 @@
 #include "HuevaneDataLut.h"
 #include "HuevaneImplColorModeXml.h"
 #include "HuevaneImplColorModeXmlBase.h"
+#include "HuevaneImplTransform.h"
 #include "HuevaneImplUtil.h"
 #include "HuevaneMatrixText.h"
 #include "HuevaneParcel.h"
 
 namespace {
 
-const char* const MODE_PROPERTIES[] = {"name",     "mode_id",     "gamut_name",
-                                       "gamut_id", "intent_name", "intent_id"};
 const char* const ATTRIBUTE_PROPERTIES[] = {"att0", "att1", "att2", "att3"};
-constexpr uint8_t NODE_GAMMA_MATRIX = 6;
-constexpr uint8_t NODE_LINEAR_MATRIX = 11;
 // What the engine sizes a parcel with besides the calibration LUTs: the parcel header, the
 // colour-transform budget, and the floor of the coefficient size.
-constexpr int64_t TRANSFORM_BUDGET = 124;
-constexpr int64_t MIN_COEF_SIZE = 4096;
+constexpr int64_t TRANSFORM_BUDGET = HuevaneImplTransform::TRANSFORM_MAX_SIZE;
+constexpr int64_t MIN_COEF_SIZE = PVX_MIN_COEF_SIZE;
 constexpr int64_t MAX_TEXT = PVX_PARCEL_MAX_SIZE - PVX_DATA_HEADER_SIZE - 1;
 
 using LutKey = std::pair<uint32_t, uint32_t>;
 
 bool isElement(const xmlNode* node, const char* name) {
-    return node->type == XML_ELEMENT_NODE &&
-           xmlStrcmp(node->name, reinterpret_cast<const xmlChar*>(name)) == 0;
+    return HuevaneImplColorModeXmlBase::isElementNamed(node, name);
 }
 
 std::string nameOf(const xmlNode* node) {
@@ -62,14 +58,6 @@ bool isPlainDecimal(std::string text) {
         if (text[i] < '0' || text[i] > '9') return false;
     }
     return true;
-}
-
-std::string lutText(xmlDocPtr document, const xmlNode* node) {
-    xmlChar* content = xmlNodeListGetString(document, node->children, 1);
-    if (content == nullptr) return std::string();
-    std::string text(reinterpret_cast<const char*>(content));
-    xmlFree(content);
-    return text;
 }
 
 // A LUT as the parcel will carry it: its identity and its entry size.
@@ -173,7 +161,7 @@ size_t CalibrationLint::run() {
 
 bool CalibrationLint::checkModeProperties(xmlNodePtr node) {
     std::string missing;
-    for (const char* property : MODE_PROPERTIES) {
+    for (const char* property : HuevaneImplColorModeXmlBase::MODE_PROPERTIES) {
         if (!HuevaneImplColorModeXmlBase::hasXmlProperty(node, property)) {
             missing += std::string(missing.empty() ? "" : ", ") + property;
         }
@@ -282,7 +270,7 @@ void CalibrationLint::lintLut(const std::string& file, xmlDocPtr document, xmlNo
         }
         lut.attr[i] = static_cast<uint8_t>(value & 0xFF);
     }
-    std::string text = lutText(document, node);
+    std::string text = HuevaneImplColorModeXmlBase::getLutText(document, node);
     lut.size = static_cast<int64_t>(text.size()) + PVX_DATA_HEADER_SIZE + 1;
     if (static_cast<int64_t>(text.size()) > MAX_TEXT) {
         report(file, lut.line, "error",
@@ -293,7 +281,7 @@ void CalibrationLint::lintLut(const std::string& file, xmlDocPtr document, xmlNo
     }
     bool enabled = false;
     mat4 matrix;
-    if ((id == NODE_GAMMA_MATRIX || id == NODE_LINEAR_MATRIX) &&
+    if ((id == PVX_NODE_GAMMA_MATRIX || id == PVX_NODE_LINEAR_MATRIX) &&
         !getMatrixFromText(text, &enabled, &matrix)) {
         report(file, lut.line, "error",
                "<" + nameOf(node) +

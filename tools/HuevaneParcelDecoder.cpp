@@ -13,8 +13,6 @@
 
 namespace {
 
-constexpr uint8_t NODE_GAMMA_MATRIX = 6;
-constexpr uint8_t NODE_LINEAR_MATRIX = 11;
 // Long enough to recognise a LUT, short enough to keep one line per entry.
 constexpr size_t TEXT_PREVIEW = 64;
 
@@ -84,7 +82,9 @@ void checkParcelHeader(DecodedParcel* parcel) {
 }
 
 void decodeMatrix(DecodedEntry* entry) {
-    if (entry->header.id != NODE_GAMMA_MATRIX && entry->header.id != NODE_LINEAR_MATRIX) return;
+    if (entry->header.id != PVX_NODE_GAMMA_MATRIX && entry->header.id != PVX_NODE_LINEAR_MATRIX) {
+        return;
+    }
     entry->hasMatrix = getMatrixFromText(entry->text, &entry->enabled, &entry->matrix);
     if (!entry->hasMatrix) {
         entry->warnings.push_back("not a valid matrix text: the hardware receives it as it is");
