@@ -10,6 +10,17 @@
 
 #include "HuevaneImplementation.h"
 
+namespace {
+
+// Bytes the whole list would take packed; only the refusal message needs it.
+int32_t getParcelSize(const HuevaneDataLutList& list) {
+    int64_t size = PVX_PARCEL_HEADER_SIZE;
+    for (const HuevaneDataLut& lut : list) size += lut.second.size() + PVX_DATA_HEADER_SIZE + 1;
+    return static_cast<int32_t>(std::min<int64_t>(size, INT32_MAX));
+}
+
+}  // namespace
+
 int32_t HuevaneImplementation::getColorCoefSize() {
     // Each bound is below 2^31 and the calibration bound saturates, so the sum cannot wrap.
     int64_t sum = int64_t{mColorMode->getDataLutsMaxSize()} + mTransform->getDataLutsMaxSize() +
@@ -43,14 +54,14 @@ int32_t HuevaneImplementation::packDataLutsIntoParcel(HuevaneDataLutList& list, 
         const pvx_colormode_data_header& header = lut.first;
         const int32_t length = static_cast<int32_t>(std::min<size_t>(lut.second.size(), INT32_MAX));
         if (length != int32_t{header.total_size} - int32_t{header.header_size} - 1) {
-            ALOGE("size mistmatch between data %d and header %d-%d-1\n", length,
-                  header.total_size, header.header_size);
+            ALOGE("size mistmatch between data %d and header %d-%d-1\n", length, header.total_size,
+                  header.header_size);
             return 1;
         }
         // Holds here: length == total_size - 13 < 65 536, so the sum cannot wrap.
         const int32_t entrySize = length + PVX_DATA_HEADER_SIZE + 1;
         if (entrySize > limit - offset) {
-            ALOGE("parcel needs %d bytes, more than the %d bytes it may use\n", offset + entrySize,
+            ALOGE("parcel needs %d bytes, more than the %d bytes it may use\n", getParcelSize(list),
                   limit);
             return 1;
         }

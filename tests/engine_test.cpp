@@ -131,6 +131,12 @@ TEST_F(EngineTest, ParcelNeverOutgrowsTheReportedSize) {
             return byte == 0xAB;
         })) << length;
     }
+    // The refusal names the whole parcel's size (12 + 5013 + 60013), not the first entry's.
+    extend("", {{5, std::string(60000, 'b')}});
+    mLog.clear();
+    update(1);
+    EXPECT_EQ(1, mLog.count(ANDROID_LOG_ERROR,
+                            "parcel needs 65038 bytes, more than the 4096 bytes it may use\n"));
 }
 
 TEST_F(EngineTest, LaterLutOfTheSameIdentityReplacesInPlace) {

@@ -83,6 +83,7 @@ class CalibrationLint {
     uint32_t checkNumber(const std::string& file, xmlNodePtr node, const char* property);
     void checkModeIdentity(xmlNodePtr node, uint32_t modeId, uint32_t gamutId);
     int64_t lintLutNodes(const std::string& file, xmlDocPtr document, xmlNodePtr first);
+    bool isSubDocument(xmlNodePtr root);
     void lintLut(const std::string& file, xmlDocPtr document, xmlNodePtr node, uint8_t id,
                  std::vector<LintLut>* luts);
     bool lintSubDocument(xmlNodePtr node, int64_t* sum);
@@ -142,6 +143,9 @@ size_t CalibrationLint::run() {
                "root element is <" + nameOf(root) +
                        ">, not <Calib_Data>: the library refuses "
                        "the document");
+    } else if (isSubDocument(root)) {
+        // Only the first tune mode's LUT nodes are read from a sub document.
+        lintLutNodes(mPath, document, findTuneMode(mPath, document)->children);
     } else {
         for (xmlNodePtr child = root->children; child != nullptr; child = child->next) {
             if (child->type != XML_ELEMENT_NODE) continue;
@@ -157,6 +161,20 @@ size_t CalibrationLint::run() {
     }
     xmlFreeDoc(document);
     return mProblems;
+}
+
+// A sub document names its LUT set with a tune mode that carries no mode properties; a main
+// document never needs one.
+bool CalibrationLint::isSubDocument(xmlNodePtr root) {
+    for (xmlNodePtr child = root->children; child != nullptr; child = child->next) {
+        std::string name;
+        if (isElement(child, "mode") &&
+            HuevaneImplColorModeXmlBase::getTextFromXmlProperty(child, "name", &name) &&
+            name == "tune") {
+            return !HuevaneImplColorModeXmlBase::hasXmlProperty(child, "mode_id");
+        }
+    }
+    return false;
 }
 
 bool CalibrationLint::checkModeProperties(xmlNodePtr node) {

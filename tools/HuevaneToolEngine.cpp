@@ -54,6 +54,7 @@ const char* const PARCEL_USAGE =
 struct LogState {
     bool forward = false;
     std::vector<std::string> opened;
+    std::vector<std::string> errors;  // what the library refused, for the user to see
 };
 LogState gLog;
 
@@ -63,6 +64,8 @@ void toolLogger(const struct __android_logger_data* data, const char* message) {
     if (data->priority == ANDROID_LOG_INFO && length > sizeof(OPENED) - 1 &&
         strcmp(message + length - (sizeof(OPENED) - 1), OPENED) == 0) {
         gLog.opened.emplace_back(message, length - (sizeof(OPENED) - 1));
+    } else if (data->priority >= ANDROID_LOG_ERROR && length > 0) {
+        gLog.errors.emplace_back(message, message[length - 1] == '\n' ? length - 1 : length);
     }
     if (gLog.forward) __android_log_stderr_logger(data, message);
 }
@@ -91,6 +94,12 @@ Engine openEngine(const HuevaneToolGlobals& globals, int logLevel) {
         return engine;
     }
     if (logLevel >= 0) engine->setLogLevel(logLevel);
+    if (!gLog.forward) {
+        for (const std::string& error : gLog.errors) {
+            fprintf(stderr, "huevane-tool: warning: the library says: %s\n", error.c_str());
+        }
+    }
+    gLog.errors.clear();
     if (gLog.opened.empty()) {
         fprintf(stderr,
                 "huevane-tool: warning: no calibration file of display %u could be read; "
@@ -172,12 +181,17 @@ bool readTransform(HuevaneToolArgs& args, ParcelRequest* request) {
         values = {"1", "0", "0", "0", "0", "1", "0", "0", "0", "0", "1", "0", "0", "0", "0", "1"};
     } else {
         values = splitList(first);
-        // Separate arguments: take them until there are 16.
+        // Separate arguments: take the numbers that follow until there are 16.
+        auto startsWithNumber = [](const std::string& text) {
+            std::vector<std::string> pieces = splitList(text);
+            float number = 0;
+            return !pieces.empty() && parseFloat(pieces[0], &number);
+        };
         std::string more;
-        while (values.size() < 16 && args.value("--transform", &more)) {
+        while (values.size() < 16 && args.peek(&more) && startsWithNumber(more)) {
+            args.value("--transform", &more);
             for (const std::string& piece : splitList(more)) values.push_back(piece);
         }
-        if (args.failed()) return false;
     }
     if (values.size() != 16) {
         args.fail("--transform needs 16 floats, got " + std::to_string(values.size()));

@@ -53,6 +53,12 @@ bool HuevaneToolArgs::value(const std::string& option, std::string* text) {
     return true;
 }
 
+bool HuevaneToolArgs::peek(std::string* arg) const {
+    if (mIndex >= mArgc) return false;
+    *arg = mArgv[mIndex];
+    return true;
+}
+
 bool HuevaneToolArgs::next(std::string* arg) {
     while (!mFailed && mIndex < mArgc) {
         std::string current = mArgv[mIndex++];

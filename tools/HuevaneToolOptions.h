@@ -35,6 +35,8 @@ class HuevaneToolArgs {
     bool next(std::string* arg);
     // The value of the option just read; false (with a message) when it is missing.
     bool value(const std::string& option, std::string* text);
+    // The next argument, left in place; false at the end.
+    bool peek(std::string* arg) const;
     bool failed() const { return mFailed; }
     // Prints "huevane-tool: <message>" and marks the command line as unusable.
     void fail(const std::string& message);

@@ -161,6 +161,10 @@ EOF
     contains "big.xml:3: error: text of 66000 bytes does not fit a parcel entry (at most 65522)"
     contains "big.xml:2: error: LUTs of (mode 0, intent 0) need a parcel of 66025 bytes"
     contains "big.xml:4: error: LUTs of (mode 0, intent 1) need a parcel of 66038 bytes"
+    # A sub document on its own is judged by its tune mode's LUTs, as the library reads it.
+    (cd "$data" && "$tool" lint lint_planted_tune.xml >"$work/out" 2>"$work/err")
+    has "lint_planted_tune.xml:5: error: <linear_matrix> text is not a matrix text (a flag and 16 fixed-point numbers): it is sent as it is instead of being combined"
+    [ "$(wc -l <"$work/out")" = 1 ] || fail "a sub document was linted as a main document"
     expect 1 lint "$work/missing.xml"
     contains "missing.xml:0: error: cannot read the file"
     expect 2 lint
@@ -170,6 +174,13 @@ case_usage() {
     expect 2
     expect 2 frobnicate
     expect 2 --display abc modes
+    expect 2 --root "$device" parcel --mode 1 --transform 1,0,0
+    err_contains "--transform needs 16 floats, got 3"
+    # A document the library refuses is reported, not passed over in silence.
+    mkdir -p "$work/root/vendor/etc/pvx"
+    echo "<calib_data/>" >"$work/root/vendor/etc/pvx/calib_data_colormode0.xml"
+    expect 0 --root "$work/root" modes
+    err_contains "document of the wrong type, root node != Calib_Data"
     for command in "" modes parcel decode lint; do
         # shellcheck disable=SC2086
         expect 0 $command --help
