@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
+#include <sstream>
 
 #include "HuevaneImplUtil.h"
 
@@ -107,15 +108,8 @@ std::vector<uint8_t> headerBytes(const pvx_colormode_data_header& header) {
 }
 
 std::vector<uint8_t> hexBytes(const std::string& text) {
+    std::istringstream in(text);
     std::vector<uint8_t> bytes;
-    size_t pos = 0;
-    while (pos < text.size()) {
-        if (text[pos] == ' ') {
-            pos++;
-            continue;
-        }
-        bytes.push_back(static_cast<uint8_t>(strtoul(text.substr(pos, 2).c_str(), nullptr, 16)));
-        pos += 2;
-    }
+    for (unsigned int byte; in >> std::hex >> byte;) bytes.push_back(static_cast<uint8_t>(byte));
     return bytes;
 }
