@@ -24,18 +24,8 @@ TEST(Crc16, CheckValues) {
     EXPECT_EQ(0xFF25, HuevaneImplUtil::getCrc16(nullptr, -5));
 }
 
-TEST(Crc16, TableSamples) {
-    crcOf("x");
-    ASSERT_EQ(256u, HuevaneImplUtil::mCrcTable.size());
-    const std::pair<int, unsigned short> samples[] = {{0, 0x0000}, {1, 0x0086},   {2, 0x00B9},
-                                                      {3, 0x003F}, {128, 0x00DA}, {255, 0x00EE}};
-    for (const auto& sample : samples) {
-        EXPECT_EQ(sample.second, HuevaneImplUtil::mCrcTable[sample.first]) << sample.first;
-    }
-}
-
-// getCrc16 folds eight bytes at a time; it must agree with the plain byte-wise register walk
-// at every length and alignment.
+// getCrc16 folds sixteen bytes at a time; it must agree with the plain byte-wise walk over the
+// published table at every length. (The check values above pin the table itself.)
 TEST(Crc16, FoldedEqualsByteWise) {
     crcOf("x");
     std::mt19937 random(7);
