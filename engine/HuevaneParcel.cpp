@@ -32,7 +32,8 @@ int32_t HuevaneImplementation::getColorCoefSize() {
 int32_t HuevaneImplementation::updateColorCoef(void* buffer) {
     HuevaneDataLutList list = createDataLuts();
     if (packDataLutsIntoParcel(list, buffer) != 0) {
-        ALOGE("failed to fill luts\n");
+        // Written whatever the log level, at debug priority like the rest of the engine's lines.
+        ALOGD("failed to fill luts\n");
         return 1;
     }
     printParcel(buffer);
@@ -54,7 +55,7 @@ int32_t HuevaneImplementation::packDataLutsIntoParcel(HuevaneDataLutList& list, 
         const pvx_colormode_data_header& header = lut.first;
         const int32_t length = static_cast<int32_t>(std::min<size_t>(lut.second.size(), INT32_MAX));
         if (length != int32_t{header.total_size} - int32_t{header.header_size} - 1) {
-            ALOGE("size mistmatch between data %d and header %d-%d-1\n", length, header.total_size,
+            ALOGD("size mistmatch between data %d and header %d-%d-1\n", length, header.total_size,
                   header.header_size);
             return 1;
         }

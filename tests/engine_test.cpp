@@ -110,6 +110,8 @@ TEST_F(EngineTest, SizeMismatchFailsAndKeepsEverythingStaged) {
         // The gamma stage's combined LUT of the failed attempt is still there.
         failure.insert(failure.begin(), "previous lut (1) has not been applied\n");
     }
+    // Both failure lines are debug lines, written at every log level.
+    EXPECT_EQ(1, mLog.count(ANDROID_LOG_DEBUG, "failed to fill luts\n"));
     HuevaneDataLutList staged = mEngine->createDataLuts();
     ASSERT_EQ(2u, staged.size());
     EXPECT_EQ(4, staged[0].first.id);
