@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <cstdlib>
 #include <set>
 #include <string>
 #include <vector>
@@ -74,6 +75,8 @@ TEST_F(EntryTest, CompositorCycle) {
 
 // binutils' nm reads the dynamic symbol table; it ships with the toolchain that built the library.
 TEST_F(EntryTest, ExportsOnlyTheEntryPoints) {
+    // A device image has no binutils; the host build, where the library is linked, always does.
+    if (system("command -v nm > /dev/null") != 0) GTEST_SKIP() << "nm is not available";
     FILE* nm = popen("nm -D --defined-only --format=posix " HUEVANE_DEFAULT_SO, "r");
     ASSERT_NE(nullptr, nm);
     std::set<std::string> names;
