@@ -64,9 +64,14 @@ unsigned short HuevaneImplUtil::getCrc16(const unsigned char* data, int32_t leng
     int32_t i = 0;
     for (; length - i >= CRC16_SLICES; i += CRC16_SLICES) {
         const unsigned char* b = data + i;
-        unsigned int next = t[CRC16_SLICES - 1][crc ^ b[0]];
-        for (int k = 1; k < CRC16_SLICES; k++) next ^= t[CRC16_SLICES - 1 - k][b[k]];
-        crc = next;
+        // The fifteen lookups that do not need the register go first, so the loop-carried
+        // chain is a single lookup and xor per sixteen bytes.
+        unsigned int ahead = 0;
+        for (int k = 1; k < CRC16_SLICES; k++) ahead ^= t[CRC16_SLICES - 1 - k][b[k]];
+        // Keeps the compiler from re-associating the register's lookup into the middle of the
+        // xor chain, which would make the whole chain loop-carried.
+        __asm__("" : "+r"(ahead));
+        crc = ahead ^ t[CRC16_SLICES - 1][crc ^ b[0]];
     }
     for (; i < length; i++) crc = t[0][crc ^ data[i]];
     // The high byte of the register is always 0, so every result's high byte is 0xFF.
