@@ -58,6 +58,17 @@ bool HuevaneImplColorModeXmlBase::isElementNamed(const xmlNode* node, const char
            xmlStrcmp(node->name, reinterpret_cast<const xmlChar*>(name)) == 0;
 }
 
+xmlNodePtr HuevaneImplColorModeXmlBase::getTuneModeNode(xmlNodePtr root) {
+    for (xmlNodePtr child = root->children; child != nullptr; child = child->next) {
+        std::string name;
+        if (isElementNamed(child, "mode") && getTextFromXmlProperty(child, "name", &name) &&
+            name == "tune") {
+            return child;
+        }
+    }
+    return nullptr;
+}
+
 // Most LUT nodes hold one text node; its content is the text already, so the node-list copy is
 // skipped for it.
 std::string HuevaneImplColorModeXmlBase::getLutText(xmlDocPtr document, const xmlNode* node) {

@@ -25,6 +25,8 @@ class HuevaneImplColorModeXmlBase {
                                        std::string* text);
     static bool hasXmlProperty(xmlNodePtr& node, const char* propertyName);
     static bool isElementNamed(const xmlNode* node, const char* name);
+    // A sub document's first child of `root` that is a mode node named "tune", or null.
+    static xmlNodePtr getTuneModeNode(xmlNodePtr root);
     // A LUT node's text: its content with entity references replaced by their text.
     static std::string getLutText(xmlDocPtr document, const xmlNode* node);
 };

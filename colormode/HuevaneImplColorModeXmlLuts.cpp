@@ -72,14 +72,9 @@ xmlNodePtr HuevaneImplColorModeXml::getSubXmlNode(xmlDocPtr& document) {
         ALOGE("document of the wrong type, root node != Calib_Data\n");
         return nullptr;
     }
-    for (xmlNodePtr child = root->children; child != nullptr; child = child->next) {
-        std::string name;
-        if (isElementNamed(child, "mode") && getTextFromXmlProperty(child, "name", &name) &&
-            name == "tune") {
-            return child->children;
-        }
-    }
-    return nullptr;
+    // Only the first tune mode decides, even when it has no child node at all.
+    xmlNodePtr tune = getTuneModeNode(root);
+    return tune != nullptr ? tune->children : nullptr;
 }
 
 int32_t HuevaneImplColorModeXml::tryPutDataLutsMapBySubXml(xmlNodePtr& node,

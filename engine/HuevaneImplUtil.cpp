@@ -130,6 +130,11 @@ bool HuevaneImplUtil::parseDecimal(const char* begin, const char* end, int64_t* 
     return true;
 }
 
+void HuevaneImplUtil::warnUnappliedDataLuts(const HuevaneDataLutList& staged) {
+    if (staged.empty()) return;
+    ALOGW("previous lut (%d) has not been applied\n", static_cast<int>(staged.size()));
+}
+
 void HuevaneImplUtil::dumpStagedDataLuts(const HuevaneDataLutList& luts) {
     for (const HuevaneDataLut& lut : luts) {
         ALOGD("id[%d] attr(%d,%d,%d,%d) %s\n", lut.first.id, lut.first.attr0, lut.first.attr1,

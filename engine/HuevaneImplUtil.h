@@ -32,6 +32,8 @@ public:
     // clamped there, which keeps them outside every 32-bit range the callers accept.
     static bool parseDecimal(const char* begin, const char* end, int64_t* value);
 
+    // Warns when LUTs of an earlier update are still staged: a new one is being added on top.
+    static void warnUnappliedDataLuts(const HuevaneDataLutList& staged);
     // Logs each LUT as "id[%d] attr(%d,%d,%d,%d) %s\n": the dump of the caller-given sources.
     static void dumpStagedDataLuts(const HuevaneDataLutList& luts);
 

@@ -1,8 +1,4 @@
-#define LOG_TAG "libhuevane"
-
 #include "HuevaneImplMatrix.h"
-
-#include <log/log.h>
 
 #include "HuevaneImplUtil.h"
 
@@ -60,9 +56,7 @@ int32_t HuevaneImplMatrix::parseMatrix(int sourceKind, const std::string& text) 
 }
 
 void HuevaneImplMatrix::putDataLuts(const pvx_colormode_data_header& header, std::string text) {
-    if (!mDataLuts.empty()) {
-        ALOGW("previous lut (%d) has not been applied\n", static_cast<int>(mDataLuts.size()));
-    }
+    HuevaneImplUtil::warnUnappliedDataLuts(mDataLuts);
     pvx_colormode_data_header combined = header;
     HuevaneImplUtil::setDataHeaderText(combined, text);
     mDataLuts.emplace_back(combined, std::move(text));

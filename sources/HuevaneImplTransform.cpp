@@ -1,8 +1,4 @@
-#define LOG_TAG "libhuevane"
-
 #include "HuevaneImplTransform.h"
-
-#include <log/log.h>
 
 #include "HuevaneImplUtil.h"
 #include "HuevaneMatrixText.h"
@@ -14,9 +10,7 @@ int32_t HuevaneImplTransform::setDataLuts(std::vector<float> matrix) {
 }
 
 void HuevaneImplTransform::putDataLuts(unsigned char id, std::string text) {
-    if (!mDataLuts.empty()) {
-        ALOGW("previous lut (%d) has not been applied\n", static_cast<int>(mDataLuts.size()));
-    }
+    HuevaneImplUtil::warnUnappliedDataLuts(mDataLuts);
     pvx_colormode_data_header header = HuevaneImplUtil::getDataHeader(id, text);
     mDataLuts.emplace_back(header, std::move(text));
 }

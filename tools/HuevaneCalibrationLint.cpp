@@ -166,15 +166,8 @@ size_t CalibrationLint::run() {
 // A sub document names its LUT set with a tune mode that carries no mode properties; a main
 // document never needs one.
 bool CalibrationLint::isSubDocument(xmlNodePtr root) {
-    for (xmlNodePtr child = root->children; child != nullptr; child = child->next) {
-        std::string name;
-        if (isElement(child, "mode") &&
-            HuevaneImplColorModeXmlBase::getTextFromXmlProperty(child, "name", &name) &&
-            name == "tune") {
-            return !HuevaneImplColorModeXmlBase::hasXmlProperty(child, "mode_id");
-        }
-    }
-    return false;
+    xmlNodePtr tune = HuevaneImplColorModeXmlBase::getTuneModeNode(root);
+    return tune != nullptr && !HuevaneImplColorModeXmlBase::hasXmlProperty(tune, "mode_id");
 }
 
 bool CalibrationLint::checkModeProperties(xmlNodePtr node) {
@@ -327,15 +320,7 @@ xmlNodePtr CalibrationLint::findTuneMode(const std::string& file, xmlDocPtr docu
                        "this sub document");
         return nullptr;
     }
-    for (xmlNodePtr child = root->children; child != nullptr; child = child->next) {
-        std::string name;
-        if (isElement(child, "mode") &&
-            HuevaneImplColorModeXmlBase::getTextFromXmlProperty(child, "name", &name) &&
-            name == "tune") {
-            return child;
-        }
-    }
-    return nullptr;
+    return HuevaneImplColorModeXmlBase::getTuneModeNode(root);
 }
 
 // True when a sub document supplies the mode node's LUTs; `sum` receives their parcel bytes.
