@@ -16,6 +16,7 @@
 #include "HuevaneImplColorModeXml.h"
 #include "HuevaneImplColorModeXmlBase.h"
 #include "HuevaneImplTransform.h"
+#include "HuevaneXmlError.h"
 #include "HuevaneImplUtil.h"
 #include "HuevaneMatrixText.h"
 #include "HuevaneParcel.h"
@@ -77,7 +78,7 @@ class CalibrationLint {
     void report(const std::string& file, long line, const char* severity,
                 const std::string& message);
     xmlDocPtr parse(const std::string& file);
-    static void onXmlError(void* context, xmlErrorPtr error);
+    static void onXmlError(void* context, HuevaneXmlErrorPtr error);
     void lintModeNode(xmlDocPtr document, xmlNodePtr node);
     bool checkModeProperties(xmlNodePtr node);
     uint32_t checkNumber(const std::string& file, xmlNodePtr node, const char* property);
@@ -109,7 +110,7 @@ void CalibrationLint::report(const std::string& file, long line, const char* sev
     mProblems++;
 }
 
-void CalibrationLint::onXmlError(void* context, xmlErrorPtr error) {
+void CalibrationLint::onXmlError(void* context, HuevaneXmlErrorPtr error) {
     CalibrationLint* lint = static_cast<CalibrationLint*>(context);
     std::string message = error->message != nullptr ? error->message : "unknown XML error";
     while (!message.empty() && (message.back() == '\n' || message.back() == ' ')) {

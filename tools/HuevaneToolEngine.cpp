@@ -12,6 +12,7 @@
 #include "HuevaneImplColorMode.h"
 #include "HuevaneImplColorModeXml.h"
 #include "HuevaneImplUtil.h"
+#include "HuevaneLogSink.h"
 #include "HuevaneParcel.h"
 #include "HuevaneParcelDecoder.h"
 #include "HuevaneToolJson.h"
@@ -58,21 +59,22 @@ struct LogState {
 };
 LogState gLog;
 
-void toolLogger(const struct __android_logger_data* data, const char* message) {
+bool toolLogger(const HuevaneLogRecord& record) {
     static const char OPENED[] = " opened\n";
-    const size_t length = message != nullptr ? strlen(message) : 0;
-    if (data->priority == ANDROID_LOG_INFO && length > sizeof(OPENED) - 1 &&
+    const char* message = record.message;
+    const size_t length = strlen(message);
+    if (record.priority == ANDROID_LOG_INFO && length > sizeof(OPENED) - 1 &&
         strcmp(message + length - (sizeof(OPENED) - 1), OPENED) == 0) {
         gLog.opened.emplace_back(message, length - (sizeof(OPENED) - 1));
-    } else if (data->priority >= ANDROID_LOG_ERROR && length > 0) {
+    } else if (record.priority >= ANDROID_LOG_ERROR && length > 0) {
         gLog.errors.emplace_back(message, message[length - 1] == '\n' ? length - 1 : length);
     }
-    if (gLog.forward) __android_log_stderr_logger(data, message);
+    return gLog.forward;
 }
 
 void setUpLog(int logLevel) {
     gLog.forward = logLevel >= 0;
-    __android_log_set_logger(toolLogger);
+    setHuevaneLogSink(toolLogger);
     __android_log_set_minimum_priority(gLog.forward ? ANDROID_LOG_VERBOSE : ANDROID_LOG_INFO);
 }
 

@@ -12,15 +12,15 @@
 #include <sstream>
 
 #include "HuevaneImplUtil.h"
+#include "HuevaneLogSink.h"
 
 namespace {
 
 LogCapture* gActiveCapture = nullptr;
 
-void captureLine(const struct __android_logger_data* data, const char* message) {
-    if (gActiveCapture != nullptr) {
-        gActiveCapture->add({data->priority, data->tag ? data->tag : "", message ? message : ""});
-    }
+bool captureLine(const HuevaneLogRecord& record) {
+    if (gActiveCapture != nullptr) gActiveCapture->add({record.priority, record.tag, record.message});
+    return false;
 }
 
 void makeParents(const std::string& path) {
@@ -38,13 +38,13 @@ int removeEntry(const char* path, const struct stat*, int, struct FTW*) {
 
 LogCapture::LogCapture() {
     gActiveCapture = this;
-    __android_log_set_logger(captureLine);
+    setHuevaneLogSink(captureLine);
     mPreviousMinimum = __android_log_set_minimum_priority(ANDROID_LOG_VERBOSE);
 }
 
 LogCapture::~LogCapture() {
     gActiveCapture = nullptr;
-    __android_log_set_logger(__android_log_stderr_logger);
+    setHuevaneLogSink(nullptr);
     __android_log_set_minimum_priority(mPreviousMinimum);
 }
 
