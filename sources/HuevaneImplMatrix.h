@@ -23,6 +23,8 @@ public:
     std::string getMatrixToString(mat4& m);
     HuevaneDataLutList getDataLuts();
     void clearDataLuts();
+    // The stored matrices by source kind, in first-insertion order (what huevane-tool explains).
+    const std::vector<std::pair<int, mat4>>& getMatrices() const { return mMatrices; }
 
 private:
     // Source kind -> matrix, kept in first-insertion order: the product visits the newest key
