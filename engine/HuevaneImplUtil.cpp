@@ -5,7 +5,6 @@
 #include <log/log.h>
 #include <unistd.h>
 
-std::vector<unsigned short> HuevaneImplUtil::mCrcTable;
 std::string HuevaneImplUtil::mDeviceRoot;
 
 namespace {
@@ -50,6 +49,11 @@ bool isDecimalSpace(char c) {
 }
 
 }  // namespace
+
+// Filled when the library is loaded, from a table built at compile time: engines created on
+// several threads only ever read it.
+std::vector<unsigned short> HuevaneImplUtil::mCrcTable(CRC16_SLICED.table[0],
+                                                      CRC16_SLICED.table[0] + 256);
 
 void HuevaneImplUtil::genCrc16Table() {
     if (!mCrcTable.empty()) return;
