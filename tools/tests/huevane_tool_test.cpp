@@ -180,6 +180,7 @@ INSTANTIATE_TEST_SUITE_P(
         Documents, ToolJson,
         ::testing::Values(
                 JsonCase{{"--root", DEVICE, "modes", "--json"}, 0, "/modes/3/mode_name", "vivid"},
+                JsonCase{{"--root", DEVICE, "modes", "--json"}, 0, "/modes/3/mode_id", 3},
                 JsonCase{{"--root", DEVICE, "modes", "--json"}, 0, "/modes/2/intents/2/intent_id",
                          2},
                 JsonCase{{"--root", DEVICE, "modes", "--json"}, 0, "/documents/1",
@@ -187,6 +188,12 @@ INSTANTIATE_TEST_SUITE_P(
                 JsonCase{{"--json", "decode", DATA + "/good.parcel"}, 0, "/entries/0/node",
                          "degamma"},
                 JsonCase{{"--json", "decode", DATA + "/bad_crc.parcel"}, 1, "/consistent", false},
+                JsonCase{{"--json", "decode", DATA + "/bad_crc.parcel"}, 1, "/entries/0/crc",
+                         0xFF2C},
+                // -o takes the raw bytes, the JSON still comes out.
+                JsonCase{{"--root", DEVICE, "parcel", "--mode", "2", "--json", "-o",
+                          scratchPath("json.parcel")},
+                         0, "/header/num_data", 3},
                 JsonCase{{"lint", "--json", PLANTED}, 1, "/summary/errors", 5},
                 JsonCase{{"lint", "--json", NOTES}, 0, "/findings/1/rule", "matrix-white"},
                 JsonCase{{"lint", "--json", NOTES}, 0, "/findings/1/line", 7},
@@ -230,6 +237,8 @@ TEST(ToolDecode, ReadsAtMostOneParcelAndNeverWaitsOnAFifo) {
     const ToolRun run = runTool({"decode", longer});
     EXPECT_EQ(run.status, TOOL_OK);
     EXPECT_NE(run.err.find("longer than the 65535 bytes a parcel can hold"), std::string::npos);
+    truncate(longer.c_str(), 65535);
+    EXPECT_EQ(runTool({"decode", longer}).err, "");
     const std::string fifo = scratchPath("parcel.fifo");
     unlink(fifo.c_str());
     ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
