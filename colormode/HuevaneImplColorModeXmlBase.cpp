@@ -5,10 +5,12 @@
 #include <libxml/entities.h>
 #include <libxml/parser.h>
 #include <libxml/tree.h>
+#include <libxml/xmlversion.h>
 #include <log/log.h>
 
 #include <algorithm>
 #include <cstring>
+#include <memory>
 #include <unordered_map>
 
 #include "HuevaneImplColorModeXml.h"
@@ -99,6 +101,31 @@ bool isLutNode(const xmlNode* node) {
     return false;
 }
 
+// No network, and no DTD, external entity or XInclude is ever loaded (none of those options is
+// set). Nothing silences errors: libxml2 reports them under the document's device path.
+constexpr int PARSE_OPTIONS = XML_PARSE_NONET;
+
+struct ParserContextFree {
+    void operator()(xmlParserCtxt* context) const { xmlFreeParserCtxt(context); }
+};
+
+// A new parser context starts from the process-wide defaults, which a host process may have
+// changed (entity substitution, external DTD loading, validation). Exactly our options apply.
+void setParserOptions(xmlParserCtxt* context) {
+#if LIBXML_VERSION >= 21300
+    xmlCtxtSetOptions(context, PARSE_OPTIONS);
+#else
+    // Older libxml2 only ever adds options to a context, so each default is undone by hand.
+    context->options = PARSE_OPTIONS;
+    context->replaceEntities = 0;
+    context->loadsubset = 0;
+    context->validate = 0;
+    context->pedantic = 0;
+    context->keepBlanks = 1;
+    context->sax->ignorableWhitespace = context->sax->characters;
+#endif
+}
+
 // Opens, checks and parses one existing candidate. False when the name does not exist (or
 // cannot be opened), which the caller passes over silently as before.
 bool readCandidate(const std::string& name, HuevaneXmlDoc* document,
@@ -157,10 +184,10 @@ HuevaneXmlDoc HuevaneImplColorModeXmlBase::openColorModeFile(std::vector<std::st
 }
 
 HuevaneXmlDoc HuevaneImplColorModeXmlBase::parseColorModeFile(int fd, const std::string& url) {
-    // Every option is given, so libxml2 defaults that the host process changed do not apply:
-    // no network, and no DTD, external entity or XInclude is ever loaded (none of those options
-    // is set). Errors are not silenced; libxml2 reports them under `url`.
-    return HuevaneXmlDoc(xmlReadFd(fd, url.c_str(), nullptr, XML_PARSE_NONET));
+    std::unique_ptr<xmlParserCtxt, ParserContextFree> context(xmlNewParserCtxt());
+    if (!context) return nullptr;
+    setParserOptions(context.get());
+    return HuevaneXmlDoc(xmlCtxtReadFd(context.get(), fd, url.c_str(), nullptr, PARSE_OPTIONS));
 }
 
 uint64_t HuevaneImplColorModeXmlBase::getLutTextsLength(xmlDocPtr document) {

@@ -2,6 +2,9 @@
 // `make sanitize` the same rows also prove that nothing crashes, leaks or writes past the
 // parcel buffer, which is heap-allocated with exactly the reported size.
 #include <gtest/gtest.h>
+#include <libxml/parser.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <functional>
@@ -17,8 +20,11 @@ namespace {
 
 const char MODE_OPEN[] =
         "<mode name='m' mode_id='0' gamut_id='0' gamut_name='g' intent_id='0' intent_name='i'>";
+const char DEFAULT_OPENED_PATH[] = "/vendor/etc/pvx/calib_data_colormode0.xml";
 const char DEFAULT_OPENED[] = "/vendor/etc/pvx/calib_data_colormode0.xml opened\n";
 const char SECRET[] = "secret-of-the-device";
+const char CANDIDATE_ABC[] = "/vendor/etc/pvx/calib_data_colormode0_abc.xml";
+const char OUTSIDE[] = "/tmp/x";
 
 std::string calibration(const std::string& luts, const std::string& mode = MODE_OPEN,
                         const std::string& prolog = "") {
@@ -38,6 +44,14 @@ std::string entityBomb() {
         dtd += "'>";
     }
     return calibration("<degamma>&e10;</degamma>", MODE_OPEN, dtd + "]>");
+}
+
+// 1 MB of text, then `references` references to an entity holding that text, in one LUT.
+std::string entityReferences(int references) {
+    std::string refs;
+    for (int i = 0; i < references; i++) refs += "&big;";
+    return calibration("<degamma>" + refs + "</degamma>", MODE_OPEN,
+                       "<!DOCTYPE Calib_Data [<!ENTITY big '" + std::string(1 << 20, '7') + "'>]>");
 }
 
 using Setup = std::function<void(DeviceTree&)>;
@@ -97,6 +111,8 @@ struct BadInput {
     std::string logLine = "";
     std::string inParcel = "";
     std::string notInParcel = "";
+    // The host process changed libxml2's global parser defaults before creating the engine.
+    bool hostDefaults = false;
 };
 
 const float INF = std::numeric_limits<float>::infinity();
@@ -108,6 +124,73 @@ Setup externalEntity() {
         device.writeCalibration(0, calibration("<degamma>&x;</degamma>", MODE_OPEN,
                                                "<!DOCTYPE Calib_Data [<!ENTITY x SYSTEM 'file://" +
                                                        device.hostPath("/data/secret") + "'>]>"));
+    };
+}
+
+// A FIFO without a writer at `devicePath`: opening it for reading the usual way waits for ever.
+void makeFifo(DeviceTree& device, const std::string& devicePath) {
+    device.writeFile(devicePath, "");
+    device.removeFile(devicePath);
+    ASSERT_EQ(0, mkfifo(device.hostPath(devicePath).c_str(), 0600));
+}
+
+Setup fifoCandidate(const std::string& devicePath, const std::string& targetName) {
+    return [devicePath, targetName](DeviceTree& device) {
+        if (targetName.empty()) return makeFifo(device, devicePath);
+        device.writeTargetName(0, targetName);
+        makeFifo(device, devicePath);
+        device.writeCalibration(0, calibration("<gamma>own</gamma>"));
+    };
+}
+
+Setup fifoTargetNameNode() {
+    return [](DeviceTree& device) {
+        makeFifo(device, "/sys/class/pvx/pvx/xml");
+        device.writeCalibration(0, calibration("<gamma>own</gamma>"));
+    };
+}
+
+// A calibration outside the folder holding the secret, and a folder that a climbing name
+// passes through.
+void writeOutside(DeviceTree& device, const std::string& devicePath) {
+    device.writeFile("/vendor/etc/pvx/calib_data_colormode0_/keep", "");
+    device.writeFile(devicePath, calibration(std::string("<gamma>") + SECRET + "</gamma>",
+                                             "<mode name='tune'>"));
+}
+
+Setup climbingTargetName() {
+    return [](DeviceTree& device) {
+        writeOutside(device, OUTSIDE);
+        device.writeTargetName(0, std::string("/../../../..") + OUTSIDE + "\n");
+        device.writeCalibration(0, calibration("<gamma>own</gamma>"));
+    };
+}
+
+Setup climbingSubXml() {
+    return [](DeviceTree& device) {
+        writeOutside(device, std::string(OUTSIDE) + ".xml");
+        device.writeCalibration(
+                0, calibration("<gamma>own</gamma>",
+                               "<mode name='m' mode_id='0' gamut_id='0' gamut_name='g' "
+                               "intent_id='0' intent_name='i' subxml='/../../../../tmp/x'>"));
+    };
+}
+
+// The external subset is a FIFO: loading it would wait for ever.
+Setup fifoDoctype() {
+    return [](DeviceTree& device) {
+        makeFifo(device, "/data/dtd");
+        device.writeCalibration(0, calibration("<gamma>own</gamma>", MODE_OPEN,
+                                               "<!DOCTYPE Calib_Data SYSTEM 'file://" +
+                                                       device.hostPath("/data/dtd") + "'>"));
+    };
+}
+
+Setup oversizedFile() {
+    return [](DeviceTree& device) {
+        device.writeCalibration(0, calibration("<gamma>own</gamma>"));
+        const std::string path = device.hostPath("/vendor/etc/pvx/calib_data_colormode0.xml");
+        ASSERT_EQ(0, truncate(path.c_str(), (off_t{64} << 20) + 1));  // sparse: costs no disk
     };
 }
 
@@ -168,6 +251,29 @@ const BadInput ROWS[] = {
     {"null transform", file(EMPTY_MODE), nullTransform, true, {0}, 1, 0, 0},
     {"null extension data", file(EMPTY_MODE), nullExtensionData, true, {0}, 0, 0, 1, "",
      std::string("\xDA\x05\x0E\x00\x0C\x00\xFF\xFF\xFF\xFF", 10)},
+    // FIFOs, devices and folders are never read: they count as documents that do not parse.
+    {"calibration file is a FIFO", fifoCandidate(DEFAULT_OPENED_PATH, ""), nullptr, true, {}, 0,
+     0, 0, std::string(DEFAULT_OPENED_PATH) + " is not a regular file\n"},
+    {"FIFO first, valid file second", fifoCandidate(CANDIDATE_ABC, "abc.xml\n"), nullptr, true,
+     {0}, 0, 0, 1, std::string(CANDIDATE_ABC) + " is not a regular file\n", "own"},
+    {"target-name node is a FIFO", fifoTargetNameNode(), nullptr, true, {0}, 0, 0, 1,
+     "out of range of target name (rd_len:-1)", "own"},
+    // Names read from outside never leave the calibration folder.
+    {"target name climbs out of the folder", climbingTargetName(), nullptr, true, {0}, 0, 0, 1,
+     "target name '/../../../../tmp/x' is not a file name\n", "own", SECRET},
+    {"subxml climbs out of the folder", climbingSubXml(), nullptr, true, {0}, 0, 0, 1,
+     "subxml '/../../../../tmp/x' is not a file name\n", "own", SECRET},
+    // What the host process set as libxml2's defaults changes nothing.
+    {"external entity, host substitutes entities", externalEntity(), nullptr, true, {0}, 0, 0, 1,
+     DEFAULT_OPENED, "", SECRET, true},
+    {"DOCTYPE names a FIFO, host loads external DTDs", fifoDoctype(), nullptr, true, {0}, 0, 0, 1,
+     DEFAULT_OPENED, "own", "", true},
+    // Bounded cost: refused before parsing, or before any LUT text is built.
+    {"file over 64 MiB", oversizedFile(), nullptr, true, {}, 0, 0, 0,
+     std::string(DEFAULT_OPENED_PATH) + " is larger than 67108864 bytes\n"},
+    {"1 MB entity referenced 100 times", file(entityReferences(100)), nullptr, true, {}, 0, 0,
+     0, std::string(DEFAULT_OPENED_PATH) +
+                ": entity references take its LUT texts past 67108864 bytes\n"},
     // Sysfs nodes of 0, 127, 128 and 4096 bytes: the target-name table of filesel_test.
 };
 // clang-format on
@@ -180,12 +286,37 @@ void PrintTo(const BadInput& row, std::ostream* out) {
     *out << row.name;
 }
 
+// Sets libxml2's process-wide parser defaults the way a careless host process might, and puts
+// them back afterwards. These setters are deprecated precisely because they are process-wide.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
+class HostParserDefaults {
+  public:
+    HostParserDefaults()
+        : mSubstitute(xmlSubstituteEntitiesDefault(1)),
+          mLoadExtDtd(xmlLoadExtDtdDefaultValue),
+          mValidate(xmlDoValidityCheckingDefaultValue) {
+        xmlLoadExtDtdDefaultValue = XML_DETECT_IDS | XML_COMPLETE_ATTRS;
+        xmlDoValidityCheckingDefaultValue = 1;
+    }
+    ~HostParserDefaults() {
+        xmlSubstituteEntitiesDefault(mSubstitute);
+        xmlLoadExtDtdDefaultValue = mLoadExtDtd;
+        xmlDoValidityCheckingDefaultValue = mValidate;
+    }
+
+  private:
+    int mSubstitute, mLoadExtDtd, mValidate;
+};
+#pragma GCC diagnostic pop
+
 class BadInputTest : public ::testing::TestWithParam<BadInput> {};
 
 TEST_P(BadInputTest, AnswersAsDocumented) {
     const BadInput& row = GetParam();
     DeviceTree device;
     row.setup(device);
+    std::unique_ptr<HostParserDefaults> host(row.hostDefaults ? new HostParserDefaults : nullptr);
     LogCapture log;
     std::unique_ptr<IHuevane, void (*)(IHuevane*)> engine(createInstance(0), destroyInstance);
     ASSERT_EQ(row.created, engine != nullptr);
