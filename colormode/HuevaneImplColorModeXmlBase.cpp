@@ -184,6 +184,10 @@ HuevaneXmlDoc HuevaneImplColorModeXmlBase::openColorModeFile(std::vector<std::st
 }
 
 HuevaneXmlDoc HuevaneImplColorModeXmlBase::parseColorModeFile(int fd, const std::string& url) {
+    // Older libxml2 sets itself up on first use without a lock; displays may be created on
+    // several threads at once, so it is set up exactly once here.
+    static const bool PARSER_READY = (xmlInitParser(), true);
+    (void)PARSER_READY;
     std::unique_ptr<xmlParserCtxt, ParserContextFree> context(xmlNewParserCtxt());
     if (!context) return nullptr;
     setParserOptions(context.get());
