@@ -11,6 +11,7 @@
 #include <limits>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "HuevaneTestSupport.h"
@@ -24,7 +25,7 @@ const char DEFAULT_OPENED_PATH[] = "/vendor/etc/pvx/calib_data_colormode0.xml";
 const char DEFAULT_OPENED[] = "/vendor/etc/pvx/calib_data_colormode0.xml opened\n";
 const char SECRET[] = "secret-of-the-device";
 const char CANDIDATE_ABC[] = "/vendor/etc/pvx/calib_data_colormode0_abc.xml";
-const char OUTSIDE[] = "/tmp/x";
+const char TARGET_NODE[] = "/sys/class/pvx/pvx/xml";
 
 std::string calibration(const std::string& luts, const std::string& mode = MODE_OPEN,
                         const std::string& prolog = "") {
@@ -118,81 +119,53 @@ struct BadInput {
 const float INF = std::numeric_limits<float>::infinity();
 const float NaN = std::numeric_limits<float>::quiet_NaN();
 
-Setup externalEntity() {
-    return [](DeviceTree& device) {
-        device.writeFile("/data/secret", SECRET);
-        device.writeCalibration(0, calibration("<degamma>&x;</degamma>", MODE_OPEN,
-                                               "<!DOCTYPE Calib_Data [<!ENTITY x SYSTEM 'file://" +
-                                                       device.hostPath("/data/secret") + "'>]>"));
+// Files by device path, written in order. FIFO makes a FIFO without a writer there (opening
+// it for reading the usual way waits for ever), OVERSIZED grows the file before it past 64 MiB
+// (sparse: no disk used), and "{ROOT}" in a content stands for the host folder of the device.
+const char FIFO[] = "\x01fifo";
+const char OVERSIZED[] = "\x01oversized";
+using Files = std::vector<std::pair<std::string, std::string>>;
+
+Setup files(Files entries) {
+    return [entries](DeviceTree& device) {
+        std::string previous;
+        for (auto [path, content] : entries) {
+            const std::string host = device.hostPath(path);
+            if (content == OVERSIZED) {
+                ASSERT_EQ(0, truncate(device.hostPath(previous).c_str(), (off_t{64} << 20) + 1));
+                continue;
+            }
+            for (size_t at; (at = content.find("{ROOT}")) != std::string::npos;) {
+                content.replace(at, 6, device.root());
+            }
+            device.writeFile(path, content == FIFO ? "" : content);
+            if (content == FIFO) {
+                device.removeFile(path);
+                ASSERT_EQ(0, mkfifo(host.c_str(), 0600));
+            }
+            previous = path;
+        }
     };
 }
 
-// A FIFO without a writer at `devicePath`: opening it for reading the usual way waits for ever.
-void makeFifo(DeviceTree& device, const std::string& devicePath) {
-    device.writeFile(devicePath, "");
-    device.removeFile(devicePath);
-    ASSERT_EQ(0, mkfifo(device.hostPath(devicePath).c_str(), 0600));
+const std::string OWN = calibration("<gamma>own</gamma>");
+const std::string SECRET_TUNE =
+        calibration(std::string("<gamma>") + SECRET + "</gamma>", "<mode name='tune'>");
+// A folder that a name climbing out of the calibration folder passes through.
+const Files CLIMB = {{"/vendor/etc/pvx/calib_data_colormode0_/keep", ""},
+                     {"/tmp/x", SECRET_TUNE},
+                     {"/tmp/x.xml", SECRET_TUNE}};
+
+Files with(Files entries, const Files& more) {
+    entries.insert(entries.end(), more.begin(), more.end());
+    return entries;
 }
 
-Setup fifoCandidate(const std::string& devicePath, const std::string& targetName) {
-    return [devicePath, targetName](DeviceTree& device) {
-        if (targetName.empty()) return makeFifo(device, devicePath);
-        device.writeTargetName(0, targetName);
-        makeFifo(device, devicePath);
-        device.writeCalibration(0, calibration("<gamma>own</gamma>"));
-    };
-}
-
-Setup fifoTargetNameNode() {
-    return [](DeviceTree& device) {
-        makeFifo(device, "/sys/class/pvx/pvx/xml");
-        device.writeCalibration(0, calibration("<gamma>own</gamma>"));
-    };
-}
-
-// A calibration outside the folder holding the secret, and a folder that a climbing name
-// passes through.
-void writeOutside(DeviceTree& device, const std::string& devicePath) {
-    device.writeFile("/vendor/etc/pvx/calib_data_colormode0_/keep", "");
-    device.writeFile(devicePath, calibration(std::string("<gamma>") + SECRET + "</gamma>",
-                                             "<mode name='tune'>"));
-}
-
-Setup climbingTargetName() {
-    return [](DeviceTree& device) {
-        writeOutside(device, OUTSIDE);
-        device.writeTargetName(0, std::string("/../../../..") + OUTSIDE + "\n");
-        device.writeCalibration(0, calibration("<gamma>own</gamma>"));
-    };
-}
-
-Setup climbingSubXml() {
-    return [](DeviceTree& device) {
-        writeOutside(device, std::string(OUTSIDE) + ".xml");
-        device.writeCalibration(
-                0, calibration("<gamma>own</gamma>",
-                               "<mode name='m' mode_id='0' gamut_id='0' gamut_name='g' "
-                               "intent_id='0' intent_name='i' subxml='/../../../../tmp/x'>"));
-    };
-}
-
-// The external subset is a FIFO: loading it would wait for ever.
-Setup fifoDoctype() {
-    return [](DeviceTree& device) {
-        makeFifo(device, "/data/dtd");
-        device.writeCalibration(0, calibration("<gamma>own</gamma>", MODE_OPEN,
-                                               "<!DOCTYPE Calib_Data SYSTEM 'file://" +
-                                                       device.hostPath("/data/dtd") + "'>"));
-    };
-}
-
-Setup oversizedFile() {
-    return [](DeviceTree& device) {
-        device.writeCalibration(0, calibration("<gamma>own</gamma>"));
-        const std::string path = device.hostPath("/vendor/etc/pvx/calib_data_colormode0.xml");
-        ASSERT_EQ(0, truncate(path.c_str(), (off_t{64} << 20) + 1));  // sparse: costs no disk
-    };
-}
+const Files EXTERNAL_ENTITY = {
+        {"/data/secret", SECRET},
+        {DEFAULT_OPENED_PATH,
+         calibration("<degamma>&x;</degamma>", MODE_OPEN,
+                     "<!DOCTYPE Calib_Data [<!ENTITY x SYSTEM 'file://{ROOT}/data/secret'>]>")}};
 
 int32_t nullTransform(IHuevane& engine) {
     return engine.setColorTransform(nullptr, 0);
@@ -223,7 +196,7 @@ const BadInput ROWS[] = {
     {"entity expansion bomb", file(entityBomb()), nullptr, true, {}, 0, 0, 0, "empty document\n",
      "", "laugh"},
     // External entities are not loaded: the LUT arrives with an empty text.
-    {"external entity", externalEntity(), nullptr, true, {0}, 0, 0, 1, DEFAULT_OPENED, "", SECRET},
+    {"external entity", files(EXTERNAL_ENTITY), nullptr, true, {0}, 0, 0, 1, DEFAULT_OPENED, "", SECRET},
     // Out-of-range and wordy values read as absent (0xFFFFFFFF, attribute byte 0xFF).
     {"huge, negative and word values",
      file(calibration("<degamma att0='99999999999999999999' att1='-5' att2='x1' att3='  +7'>v"
@@ -252,28 +225,38 @@ const BadInput ROWS[] = {
     {"null extension data", file(EMPTY_MODE), nullExtensionData, true, {0}, 0, 0, 1, "",
      std::string("\xDA\x05\x0E\x00\x0C\x00\xFF\xFF\xFF\xFF", 10)},
     // FIFOs, devices and folders are never read: they count as documents that do not parse.
-    {"calibration file is a FIFO", fifoCandidate(DEFAULT_OPENED_PATH, ""), nullptr, true, {}, 0,
-     0, 0, std::string(DEFAULT_OPENED_PATH) + " is not a regular file\n"},
-    {"FIFO first, valid file second", fifoCandidate(CANDIDATE_ABC, "abc.xml\n"), nullptr, true,
-     {0}, 0, 0, 1, std::string(CANDIDATE_ABC) + " is not a regular file\n", "own"},
-    {"target-name node is a FIFO", fifoTargetNameNode(), nullptr, true, {0}, 0, 0, 1,
-     "out of range of target name (rd_len:-1)", "own"},
+    {"calibration file is a FIFO", files({{DEFAULT_OPENED_PATH, FIFO}}), nullptr, true, {}, 0, 0, 0,
+     std::string(DEFAULT_OPENED_PATH) + " is not a regular file\n"},
+    {"FIFO first, valid file second",
+     files({{TARGET_NODE, "abc.xml\n"}, {CANDIDATE_ABC, FIFO}, {DEFAULT_OPENED_PATH, OWN}}),
+     nullptr, true, {0}, 0, 0, 1, std::string(CANDIDATE_ABC) + " is not a regular file\n", "own"},
+    {"target-name node is a FIFO", files({{TARGET_NODE, FIFO}, {DEFAULT_OPENED_PATH, OWN}}),
+     nullptr, true, {0}, 0, 0, 1, "out of range of target name (rd_len:-1)", "own"},
     // Names read from outside never leave the calibration folder.
-    {"target name climbs out of the folder", climbingTargetName(), nullptr, true, {0}, 0, 0, 1,
-     "target name '/../../../../tmp/x' is not a file name\n", "own", SECRET},
-    {"subxml climbs out of the folder", climbingSubXml(), nullptr, true, {0}, 0, 0, 1,
-     "subxml '/../../../../tmp/x' is not a file name\n", "own", SECRET},
+    {"target name climbs out of the folder",
+     files(with(CLIMB, {{TARGET_NODE, "/../../../../tmp/x\n"}, {DEFAULT_OPENED_PATH, OWN}})),
+     nullptr, true, {0}, 0, 0, 1, "target name '/../../../../tmp/x' is not a file name\n", "own",
+     SECRET},
+    {"subxml climbs out of the folder",
+     files(with(CLIMB, {{DEFAULT_OPENED_PATH,
+                         calibration("<gamma>own</gamma>",
+                                     "<mode name='m' mode_id='0' gamut_id='0' gamut_name='g' "
+                                     "intent_id='0' intent_name='i' subxml='/../../../../tmp/x'>")}})),
+     nullptr, true, {0}, 0, 0, 1, "subxml '/../../../../tmp/x' is not a file name\n", "own",
+     SECRET},
     // What the host process set as libxml2's defaults changes nothing.
-    {"external entity, host substitutes entities", externalEntity(), nullptr, true, {0}, 0, 0, 1,
-     DEFAULT_OPENED, "", SECRET, true},
-    {"DOCTYPE names a FIFO, host loads external DTDs", fifoDoctype(), nullptr, true, {0}, 0, 0, 1,
-     DEFAULT_OPENED, "own", "", true},
+    {"external entity, host substitutes entities", files(EXTERNAL_ENTITY), nullptr, true, {0}, 0,
+     0, 1, DEFAULT_OPENED, "", SECRET, true},
+    {"DOCTYPE names a FIFO, host loads external DTDs",
+     files({{"/data/dtd", FIFO},
+            {DEFAULT_OPENED_PATH, "<!DOCTYPE Calib_Data SYSTEM 'file://{ROOT}/data/dtd'>" + OWN}}),
+     nullptr, true, {0}, 0, 0, 1, DEFAULT_OPENED, "own", "", true},
     // Bounded cost: refused before parsing, or before any LUT text is built.
-    {"file over 64 MiB", oversizedFile(), nullptr, true, {}, 0, 0, 0,
-     std::string(DEFAULT_OPENED_PATH) + " is larger than 67108864 bytes\n"},
-    {"1 MB entity referenced 100 times", file(entityReferences(100)), nullptr, true, {}, 0, 0,
-     0, std::string(DEFAULT_OPENED_PATH) +
-                ": entity references take its LUT texts past 67108864 bytes\n"},
+    {"file over 64 MiB", files({{DEFAULT_OPENED_PATH, OWN}, {"", OVERSIZED}}), nullptr, true, {}, 0,
+     0, 0, std::string(DEFAULT_OPENED_PATH) + " is larger than 67108864 bytes\n"},
+    {"1 MB entity referenced 100 times", file(entityReferences(100)), nullptr, true, {}, 0, 0, 0,
+     std::string(DEFAULT_OPENED_PATH) +
+             ": entity references take its LUT texts past 67108864 bytes\n"},
     // Sysfs nodes of 0, 127, 128 and 4096 bytes: the target-name table of filesel_test.
 };
 // clang-format on
