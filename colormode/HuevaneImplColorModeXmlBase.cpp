@@ -88,7 +88,7 @@ class LutTextMeasure {
     }
 
     xmlDocPtr mDocument;
-    std::unordered_map<const void*, uint64_t> mEntityLengths;
+    std::unordered_map<const xmlEntity*, uint64_t> mEntityLengths;
 };
 
 bool isLutNode(const xmlNode* node) {
