@@ -8,6 +8,7 @@
 #include <thread>
 #include <vector>
 
+#include "HuevaneLogSink.h"
 #include "HuevaneTestSupport.h"
 #include "IHuevane.h"
 
@@ -18,23 +19,15 @@ constexpr int ROUNDS = 4;  // creations per thread, so creations overlap updates
 
 const char IDENTITY[] = "1,65536,0,0,0,0,65536,0,0,0,0,65536,0,0,0,0,65536";
 
-std::string modeNode(int mode, int intent, const std::string& luts) {
-    return "<mode name='m" + std::to_string(mode) + "' mode_id='" + std::to_string(mode) +
-           "' gamut_id='0' gamut_name='g' intent_id='" + std::to_string(intent) +
-           "' intent_name='i'>" + luts + "</mode>";
-}
-
+// Three modes of two intents, each with a degamma LUT and both matrix LUTs.
 std::string calibration() {
     std::string modes;
-    for (int mode = 0; mode < 3; mode++) {
-        for (int intent = 0; intent < 2; intent++) {
-            modes += modeNode(mode, intent,
-                              "<degamma att0='" + std::to_string(intent) + "'>" +
-                                      std::string(200 + mode * 50, '1' + mode) +
-                                      "</degamma><gamma_matrix>" + IDENTITY +
-                                      "</gamma_matrix><linear_matrix>" + IDENTITY +
-                                      "</linear_matrix>");
-        }
+    for (int pair = 0; pair < 6; pair++) {
+        const std::string mode = std::to_string(pair / 2), intent = std::to_string(pair % 2);
+        modes += "<mode name='m' mode_id='" + mode + "' gamut_id='0' gamut_name='g' intent_id='" +
+                 intent + "' intent_name='i'><degamma att0='" + intent + "'>" +
+                 std::string(200 + pair * 50, 'a' + pair) + "</degamma><gamma_matrix>" + IDENTITY +
+                 "</gamma_matrix><linear_matrix>" + IDENTITY + "</linear_matrix></mode>";
     }
     return "<Calib_Data>" + modes + "</Calib_Data>";
 }
@@ -70,6 +63,8 @@ Parcels runSession(int seed) {
 TEST(ThreadsTest, EnginesOnEightThreadsBuildTheParcelsOfOneThread) {
     DeviceTree device;
     device.writeCalibration(0, calibration());
+    // Every thread logs; the lines are formatted and dropped.
+    setHuevaneLogSink([](const HuevaneLogRecord&) { return false; });
     std::vector<Parcels> together(THREADS);
     std::vector<std::thread> threads;
     for (int seed = 0; seed < THREADS; seed++) {
@@ -84,6 +79,7 @@ TEST(ThreadsTest, EnginesOnEightThreadsBuildTheParcelsOfOneThread) {
     for (int seed = 0; seed < THREADS; seed++) {
         EXPECT_EQ(alone[seed], together[seed]) << "thread " << seed;
     }
+    setHuevaneLogSink(nullptr);
 }
 
 }  // namespace
