@@ -174,8 +174,8 @@ void BM_UpdateCycle(benchmark::State& state) {
 }
 BENCHMARK(BM_UpdateCycle)->UseManualTime();
 
-// createInstance + destroyInstance against the reader's own parse and free of the same file, and the
-// heap peak of each against the file size. Args: modes, intents.
+// createInstance + destroyInstance against the reader's own parse and free of the same file, and
+// the heap peak of each against the file size. Args: modes, intents.
 void BM_CreateInstance(benchmark::State& state) {
     const size_t fileBytes = device().writeCalibration(state.range(0), state.range(1));
     const std::string path = device().path(CALIBRATION_FILE);
@@ -200,8 +200,7 @@ void BM_CreateInstance(benchmark::State& state) {
         start = Clock::now();
         {
             HuevaneFd fd(open(path.c_str(), O_RDONLY | O_CLOEXEC));
-            HuevaneXmlDoc document =
-                    HuevaneImplColorModeXmlBase::parseColorModeFile(fd.get(), path);
+            HuevaneXmlDoc document = HuevaneImplColorModeXmlBase::parseColorModeFile(fd.get(), path);
         }
         floor += seconds(start, Clock::now());
         parsePeak = heapPeak() - base;

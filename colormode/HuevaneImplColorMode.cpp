@@ -89,8 +89,7 @@ std::string HuevaneImplColorMode::getXmlNameSuffixNode(uint32_t id) {
 std::string HuevaneImplColorMode::getXmlNameSuffix(uint32_t id) {
     HuevaneFd fd;
     int64_t size = 0;
-    HuevaneFileOpen opened =
-            HuevaneImplUtil::openRegularFile(getXmlNameSuffixNode(id), &fd, &size);
+    HuevaneFileOpen opened = HuevaneImplUtil::openRegularFile(getXmlNameSuffixNode(id), &fd, &size);
     if (opened == HuevaneFileOpen::NOT_OPENED) {
         ALOGD("no target name is found(fd(%d))", -1);
         return DOC_EXT;

@@ -39,7 +39,8 @@ constexpr int MAX_ENTITY_DEPTH = 40;
 void appendListText(xmlDocPtr document, const xmlNode* list, int depth, std::string* text) {
     for (const xmlNode* node = list; node != nullptr; node = node->next) {
         if (node->type == XML_TEXT_NODE || node->type == XML_CDATA_SECTION_NODE) {
-            if (node->content != nullptr) text->append(reinterpret_cast<const char*>(node->content));
+            if (node->content != nullptr)
+                text->append(reinterpret_cast<const char*>(node->content));
         } else if (node->type == XML_ENTITY_REF_NODE && depth < MAX_ENTITY_DEPTH) {
             xmlEntityPtr entity = xmlGetDocEntity(document, node->name);
             if (entity != nullptr) {

@@ -14,7 +14,7 @@ constexpr uint32_t PVX_VALUE_ABSENT = 0xFFFFFFFF;
 struct HuevaneCalibrationDocument {
     enum Outcome {
         USED,         // parsed, and its modes or tune-mode LUTs were read
-        NOT_USED,     // parsed, but it held nothing the reader takes (no or wrong root, no tune mode)
+        NOT_USED,     // parsed, but nothing in it was taken (no or wrong root, no tune mode)
         NOT_A_FILE,   // a FIFO, device or folder: refused without reading
         TOO_LARGE,    // refused before parsing
         NOT_PARSED,   // not well-formed

@@ -11,7 +11,7 @@
 
 // An open file descriptor, closed when its owner goes.
 class HuevaneFd {
-public:
+  public:
     explicit HuevaneFd(int fd = -1) : mFd(fd) {}
     ~HuevaneFd();
     HuevaneFd(HuevaneFd&& other) noexcept : mFd(other.mFd) { other.mFd = -1; }
@@ -21,7 +21,7 @@ public:
 
     int get() const { return mFd; }
 
-private:
+  private:
     int mFd;
 };
 

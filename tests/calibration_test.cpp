@@ -27,7 +27,7 @@ std::string calib(const std::string& children) {
 
 // "path outcome" for each document the reader found.
 std::vector<std::string> documents(const HuevaneImplColorModeXml& reader) {
-    static const char* const OUTCOMES[] = {"used",      "not used", "not a file",
+    static const char* const OUTCOMES[] = {"used",      "not used",   "not a file",
                                            "too large", "not parsed", "over the text budget"};
     std::vector<std::string> result;
     for (const HuevaneCalibrationDocument& d : reader.getCalibrationDocuments()) {
@@ -117,16 +117,18 @@ TEST_F(CalibrationTest, IdsReadAsSignedDecimalOrAbsent) {
 }
 
 TEST_F(CalibrationTest, LutNodesBecomeDataLuts) {
-    auto reader = read("<!DOCTYPE Calib_Data [<!ENTITY f 'F'><!ENTITY e '1&f;<i>k</i>2'>]>" + calib(
-            modeNode("mode_id='0' intent_id='1'",
-                     "\n <degamma att0='1'>abc</degamma>\n <!-- a comment -->\n"
-                     " <unknown att0='7'>zzz</unknown>\n"
-                     " <gamma_matrix att0='0' att1='2' att2='3' att3='4'>xyz0</gamma_matrix>\n"
-                     " <gamma/>\n") +
-            modeNode("mode_id='1' intent_id='0'",
-                     "<atc att0='300' att1='-1' att2='x'>a&amp;b\n c</atc><atc>2</atc>") +
-            // Elements inside a LUT node, or inside an entity, add nothing to the text.
-            modeNode("mode_id='2' intent_id='0'", "<de>x<b>y</b>&e;z<![CDATA[<c>]]></de>")));
+    auto reader = read(
+            "<!DOCTYPE Calib_Data [<!ENTITY f 'F'><!ENTITY e '1&f;<i>k</i>2'>]>" +
+            calib(modeNode(
+                          "mode_id='0' intent_id='1'",
+                          "\n <degamma att0='1'>abc</degamma>\n <!-- a comment -->\n"
+                          " <unknown att0='7'>zzz</unknown>\n"
+                          " <gamma_matrix att0='0' att1='2' att2='3' att3='4'>xyz0</gamma_matrix>\n"
+                          " <gamma/>\n") +
+                  modeNode("mode_id='1' intent_id='0'",
+                           "<atc att0='300' att1='-1' att2='x'>a&amp;b\n c</atc><atc>2</atc>") +
+                  // Elements inside a LUT node, or inside an entity, add nothing to the text.
+                  modeNode("mode_id='2' intent_id='0'", "<de>x<b>y</b>&e;z<![CDATA[<c>]]></de>")));
     const HuevaneDataLutList luts = reader->getDataLuts(0, 1);
     ASSERT_EQ(luts.size(), 3u);
     EXPECT_EQ(headerBytes(luts[0].first), hexBytes("DA 04 10 00 0C 00 01 FF FF FF CD FF"));
@@ -170,8 +172,11 @@ TEST_F(CalibrationTest, SubDocumentSuppliesTheLutsOfItsModeNode) {
             {"", "", {"own"}, 0, ""},
             {kStem + "_enhance.xml", "<Other>" + tune + "</Other>", {"own"}, 1, "not used"},
             {kStem + "_enhance.xml", calib("<mode name='tune'/>" + tune), {"own"}, 0, "not used"},
-            {kStem + "_enhance.xml", calib("<mode name='Tune'><gamma>x</gamma></mode>"), {"own"},
-             0, "not used"},
+            {kStem + "_enhance.xml",
+             calib("<mode name='Tune'><gamma>x</gamma></mode>"),
+             {"own"},
+             0,
+             "not used"},
             {kStem + "_enhance.xml", calib("<mode name='tune'> <!-- c --> </mode>"), {}, 0, "used"},
             {kStem + "_enhance.xml", calib(tune) + "<x", {"own"}, 0, "not parsed"},
     };
