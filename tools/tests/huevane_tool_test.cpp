@@ -93,7 +93,7 @@ INSTANTIATE_TEST_SUITE_P(
                 ExitCase{{"--root", TRUNCATED, "modes"}, 1, "",
                          TRUNCATED_FILE + ":14: error: Premature end of data in tag gamma"},
                 ExitCase{{"--root", DATA + "/devices/wrong_root", "modes"}, 1, "",
-                         "calib_data_colormode0.xml: error: document of the wrong type"}));
+                         "calib_data_colormode0.xml: error: no <Calib_Data> root"}));
 
 INSTANTIATE_TEST_SUITE_P(
         Parcel, ToolExit,
