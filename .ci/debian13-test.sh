@@ -1,11 +1,10 @@
 #!/usr/bin/env bash
-# Runs `make test` of this work tree inside a Debian 13 minbase chroot (gcc 14, liblog 34,
-# libxml2 2.12 or later). The chroot is made once with debootstrap from the mirror this machine's
-# apt uses and kept outside the tree, so later runs reuse it; the tree is bind-mounted, and the
-# build goes to its own folder beside the host's.
-# Debian 13's libxml2 is 2.9 underneath, so a second build compiles everything (no tests) against
-# the headers of the newest libxml2 in the mirror's unstable suite, where the structured-error
-# callback takes a const error and deprecated calls are errors under -Werror.
+# Runs `make test` of this work tree inside a Debian 13 minbase chroot (gcc 14, liblog 34). The
+# chroot is made once with debootstrap from the mirror this machine's apt uses and kept outside the
+# tree, so later runs reuse it; the tree is bind-mounted and built in its own folder.
+# Debian 13's libxml2 is 2.9 underneath, so a second build compiles everything (no links, no
+# tests) against the headers of the newest libxml2 in the mirror's unstable suite, where the
+# structured-error callback takes a const error and deprecated calls are errors under -Werror.
 # Usage: debian13-test.sh [CHROOT_DIR]   (root only)
 set -euo pipefail
 repo=$(cd "$(dirname "$0")/.." && pwd)
@@ -63,7 +62,11 @@ if [ ! -d "$root$headers/usr/include/libxml2" ]; then
     rm -f "$list"
     in_root apt-get update -qq
 fi
-in_root cmake -S /src -B "/src/$build-libxml2-unstable" -DLIBXML2_INCLUDE_DIR="$headers/usr/include/libxml2"
+# Compile only: the headers may name calls the installed 2.9 library lacks, so links are stubbed.
+in_root cmake -S /src -B "/src/$build-libxml2-unstable" -DLIBXML2_INCLUDE_DIR="$headers/usr/include/libxml2" \
+    "-DCMAKE_CXX_LINK_EXECUTABLE=<CMAKE_COMMAND> -E touch <TARGET>" \
+    "-DCMAKE_CXX_CREATE_SHARED_LIBRARY=<CMAKE_COMMAND> -E touch <TARGET>" \
+    -DCMAKE_GTEST_DISCOVER_TESTS_DISCOVERY_MODE=PRE_TEST
 in_root cmake --build "/src/$build-libxml2-unstable" -j "${JOBS:-2}"
 echo "test-debian13: passed; everything also compiles against libxml2 $(sed -n \
     's/^#define LIBXML_DOTTED_VERSION "\(.*\)"/\1/p' "$root$headers/usr/include/libxml2/libxml/xmlversion.h")"
