@@ -1,8 +1,8 @@
 #include "HuevaneTestSupport.h"
 
 #include <android/log.h>
-#include <gtest/gtest.h>
 #include <ftw.h>
+#include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
