@@ -2,6 +2,7 @@
 
 #include <android/log.h>
 #include <ftw.h>
+#include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -63,8 +64,8 @@ int LogCapture::count(int priority, const std::string& message) const {
 }
 
 DeviceTree::DeviceTree() {
-    const char* tmp = getenv("TMPDIR");
-    std::string pattern = std::string(tmp && *tmp ? tmp : "/tmp") + "/huevane-device-XXXXXX";
+    // The test runner's scratch folder: /tmp has no place on a device.
+    std::string pattern = ::testing::TempDir() + "huevane-device-XXXXXX";
     std::vector<char> buffer(pattern.begin(), pattern.end());
     buffer.push_back('\0');
     if (mkdtemp(buffer.data()) == nullptr) {
