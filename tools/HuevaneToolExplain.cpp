@@ -1,0 +1,329 @@
+#include "HuevaneToolExplain.h"
+
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <nlohmann/json.hpp>
+
+#include "HuevaneImplExtension.h"
+#include "HuevaneImplMatrix.h"
+#include "HuevaneImplTransform.h"
+#include "HuevaneImplUtil.h"
+#include "HuevaneImplementation.h"
+#include "IHuevane.h"
+
+namespace {
+
+struct EngineDeleter {
+    void operator()(HuevaneImplementation* engine) const { destroyInstance(engine); }
+};
+using Engine = std::unique_ptr<HuevaneImplementation, EngineDeleter>;
+
+struct StagedLut {
+    HuevaneDataLut lut;
+    HuevaneLutOrigin origin;
+};
+
+std::vector<HuevaneExtension> extensionEntries(const HuevaneToolRequest& request, size_t count) {
+    std::vector<HuevaneExtension> entries;
+    for (size_t i = 0; i < count; i++) {
+        HuevaneExtension entry;
+        entry.id = request.extensions[i].first;
+        entry.data = request.extensions[i].second.c_str();
+        entry.size = static_cast<uint32_t>(request.extensions[i].second.size());
+        entries.push_back(entry);
+    }
+    return entries;
+}
+
+bool stageRequest(IHuevane& engine, const HuevaneToolRequest& request) {
+    int32_t result = request.hasIntent
+                             ? engine.setColorModeWithRenderIntent(request.mode, request.intent)
+                             : engine.setColorMode(request.mode);
+    if (result == 0 && request.hasTransform) {
+        result = engine.setColorTransform(request.transform, 0);
+    }
+    if (result == 0 && !request.extensions.empty()) {
+        std::vector<HuevaneExtension> entries =
+                extensionEntries(request, request.extensions.size());
+        result = engine.setColorExtension(entries);
+    }
+    return result == 0;
+}
+
+// The extension source's LUTs, each with the index of the list entry that made it: the source is
+// given ever longer prefixes of the list, so its own rules decide which entries make a LUT.
+std::vector<StagedLut> extensionLuts(const HuevaneToolRequest& request) {
+    std::vector<StagedLut> staged;
+    for (size_t count = 1; count <= request.extensions.size(); count++) {
+        HuevaneImplExtension source;
+        source.setDataLuts(extensionEntries(request, count));
+        HuevaneDataLutList luts = source.getDataLuts();
+        if (luts.size() > staged.size()) {
+            HuevaneLutOrigin origin;
+            origin.sourceKind = SOURCE_KIND_EXTENSION;
+            origin.extensionEntry = static_cast<int>(count - 1);
+            staged.push_back({luts.back(), origin});
+        }
+    }
+    return staged;
+}
+
+std::vector<StagedLut> stagedLuts(const HuevaneCalibrationModel& model,
+                                  const HuevaneToolRequest& request, int kind) {
+    std::vector<StagedLut> staged;
+    if (kind == SOURCE_KIND_COLOR_MODE) {
+        const HuevaneModelPair* pair =
+                model.findPair(request.mode, request.hasIntent ? request.intent : 0);
+        if (pair == nullptr) return staged;
+        for (const HuevaneModelLut& lut : pair->luts) {
+            staged.push_back({lut.lut, {SOURCE_KIND_COLOR_MODE, lut.place, -1}});
+        }
+    } else if (kind == SOURCE_KIND_TRANSFORM && request.hasTransform) {
+        HuevaneImplTransform source;
+        source.setDataLuts(std::vector<float>(request.transform, request.transform + 16));
+        for (const HuevaneDataLut& lut : source.getDataLuts()) {
+            staged.push_back({lut, {SOURCE_KIND_TRANSFORM, {}, -1}});
+        }
+    } else if (kind == SOURCE_KIND_EXTENSION) {
+        staged = extensionLuts(request);
+    }
+    return staged;
+}
+
+// One matrix stage with a note of which LUT last set each source's matrix.
+struct AccountedStage {
+    explicit AccountedStage(uint8_t nodeId) : stage(nodeId) {}
+    HuevaneImplMatrix stage;
+    HuevaneLutOrigin lastOrigin[3];
+    std::vector<HuevaneExplainEntry> emitted;
+
+    bool offer(const StagedLut& staged) {
+        const size_t before = stage.getDataLuts().size();
+        if (stage.setDataLuts(staged.origin.sourceKind, staged.lut) != 0) return false;
+        lastOrigin[staged.origin.sourceKind] = staged.origin;
+        HuevaneDataLutList made = stage.getDataLuts();
+        if (made.size() == before) return true;  // taken, nothing to emit
+        HuevaneExplainEntry entry;
+        entry.lut = made.back();
+        entry.origin = staged.origin;
+        entry.combined = true;
+        // The stage multiplies from the most recently first-stored matrix down to the earliest.
+        const auto& matrices = stage.getMatrices();
+        for (auto it = matrices.rbegin(); it != matrices.rend(); ++it) {
+            entry.factors.push_back({lastOrigin[it->first], it->second});
+        }
+        bool enabled = false;
+        getMatrixFromText(entry.lut.second, &enabled, &entry.product);
+        emitted.push_back(entry);
+        return true;
+    }
+};
+
+// Follows the engine's assembly with the library's own stages and list rule, keeping an account
+// of every entry; the caller checks the result against the engine's parcel.
+std::vector<HuevaneExplainEntry> assemble(HuevaneImplementation& engine,
+                                          const HuevaneCalibrationModel& model,
+                                          const HuevaneToolRequest& request) {
+    AccountedStage gamma(PVX_NODE_GAMMA_MATRIX), linear(PVX_NODE_LINEAR_MATRIX);
+    HuevaneDataLutList list;
+    std::vector<HuevaneExplainEntry> accounts;
+    auto put = [&](const HuevaneExplainEntry& entry) {
+        size_t i = 0;
+        while (i < list.size() && !engine.compareDataLut(list[i], entry.lut)) i++;
+        engine.putDataLut(list, entry.lut);
+        if (i == accounts.size()) accounts.push_back(entry);
+        else accounts[i] = entry;
+    };
+    for (int kind : {SOURCE_KIND_COLOR_MODE, SOURCE_KIND_TRANSFORM, SOURCE_KIND_EXTENSION}) {
+        for (const StagedLut& staged : stagedLuts(model, request, kind)) {
+            if (gamma.offer(staged) || linear.offer(staged)) continue;
+            HuevaneExplainEntry entry;
+            entry.lut = staged.lut;
+            entry.origin = staged.origin;
+            put(entry);
+        }
+    }
+    for (const HuevaneExplainEntry& entry : gamma.emitted) put(entry);
+    for (const HuevaneExplainEntry& entry : linear.emitted) put(entry);
+    return accounts;
+}
+
+std::string errorLine(const std::string& where, const std::string& message) {
+    return where + ":0: error: " + message;
+}
+
+// True when the accounted entries pack into the engine's parcel, sequence number aside.
+bool matchesParcel(HuevaneImplementation& engine, std::vector<HuevaneExplainEntry>* entries,
+                   const std::vector<uint8_t>& parcel) {
+    HuevaneDataLutList list;
+    size_t size = PVX_PARCEL_HEADER_SIZE;
+    for (const HuevaneExplainEntry& entry : *entries) {
+        list.push_back(entry.lut);
+        size += entry.lut.second.size() + PVX_DATA_HEADER_SIZE + 1;
+    }
+    std::vector<uint8_t> mine(size + PVX_MIN_COEF_SIZE, 0);
+    if (engine.packDataLutsIntoParcel(list, mine.data()) != 0) return false;
+    pvx_colormode_parcel_header header;
+    memcpy(&header, parcel.data(), sizeof(header));
+    if (header.total_size != size || memcmp(mine.data() + 2, parcel.data() + 2, size - 2) != 0) {
+        return false;
+    }
+    size_t offset = PVX_PARCEL_HEADER_SIZE;
+    for (HuevaneExplainEntry& entry : *entries) {
+        entry.offset = offset;
+        offset += entry.lut.first.total_size;
+    }
+    return true;
+}
+
+std::string sourceName(const HuevaneLutOrigin& origin) {
+    switch (origin.sourceKind) {
+        case SOURCE_KIND_COLOR_MODE:
+            return "colour mode";
+        case SOURCE_KIND_TRANSFORM:
+            return "colour transform";
+        default:
+            return "extension";
+    }
+}
+
+std::string originText(const HuevaneLutOrigin& origin) {
+    std::string text = sourceName(origin);
+    if (origin.sourceKind == SOURCE_KIND_COLOR_MODE && !origin.place.file.empty()) {
+        text += " " + origin.place.file + ":" + std::to_string(origin.place.line);
+    }
+    if (origin.sourceKind == SOURCE_KIND_EXTENSION) {
+        text += " entry " + std::to_string(origin.extensionEntry);
+    }
+    return text;
+}
+
+std::string attrText(const pvx_colormode_data_header& h) {
+    char text[32];
+    snprintf(text, sizeof(text), "%d,%d,%d,%d", h.attr0, h.attr1, h.attr2, h.attr3);
+    return text;
+}
+
+void writeText(const HuevaneExplanation& explanation, std::ostream& out) {
+    out << "parcel      " << explanation.parcelSize << " bytes, " << explanation.entries.size()
+        << " LUTs: the engine's parcel, accounted for entry by entry\n";
+    for (size_t k = 0; k < explanation.entries.size(); k++) {
+        const HuevaneExplainEntry& entry = explanation.entries[k];
+        const pvx_colormode_data_header& h = entry.lut.first;
+        out << "LUT " << k << "       " << getLutNodeName(h.id) << " (node " << int(h.id)
+            << ") attr " << attrText(h) << " at offset " << entry.offset << ", "
+            << h.total_size << " bytes\n";
+        if (!entry.combined) {
+            out << "  from      " << originText(entry.origin) << "\n";
+            continue;
+        }
+        out << "  from      " << getLutNodeName(h.id) << " stage, made when it took the "
+            << originText(entry.origin) << " LUT\n";
+        out << "  product   of " << entry.factors.size() << " stored matrices, left to right:\n";
+        for (size_t f = 0; f < entry.factors.size(); f++) {
+            out << "  factor " << f + 1 << "  " << originText(entry.factors[f].origin) << "\n";
+            writeMatrixRows(entry.factors[f].matrix, "            ", out);
+        }
+        out << "  =\n";
+        writeMatrixRows(entry.product, "            ", out);
+    }
+}
+
+nlohmann::json originJson(const HuevaneLutOrigin& origin) {
+    static const char* const SOURCES[] = {"colour_mode", "colour_transform", "extension"};
+    nlohmann::json json = {{"source", SOURCES[origin.sourceKind]}};
+    if (origin.sourceKind == SOURCE_KIND_COLOR_MODE) {
+        json["file"] = origin.place.file;
+        json["line"] = origin.place.line;
+    }
+    if (origin.sourceKind == SOURCE_KIND_EXTENSION) json["extension_entry"] = origin.extensionEntry;
+    return json;
+}
+
+nlohmann::json matrixJson(const mat4& m) {
+    std::vector<int32_t> fixed;
+    for (float value : m) fixed.push_back(getFixedPointFromFloat(value));
+    return {{"values", m}, {"fixed_point", fixed}};
+}
+
+void writeJson(const HuevaneExplanation& explanation, std::ostream& out) {
+    nlohmann::json entries = nlohmann::json::array();
+    for (const HuevaneExplainEntry& entry : explanation.entries) {
+        const pvx_colormode_data_header& h = entry.lut.first;
+        nlohmann::json item = {{"offset", entry.offset},
+                               {"id", h.id},
+                               {"node", getLutNodeName(h.id)},
+                               {"attrs", {h.attr0, h.attr1, h.attr2, h.attr3}},
+                               {"total_size", h.total_size},
+                               {"crc", h.crc},
+                               {"from", originJson(entry.origin)},
+                               {"combined", entry.combined}};
+        if (entry.combined) {
+            nlohmann::json factors = nlohmann::json::array();
+            for (const HuevaneExplainFactor& factor : entry.factors) {
+                nlohmann::json f = matrixJson(factor.matrix);
+                f["from"] = originJson(factor.origin);
+                factors.push_back(f);
+            }
+            item["factors"] = factors;
+            item["product"] = matrixJson(entry.product);
+        }
+        entries.push_back(item);
+    }
+    nlohmann::json document = {{"parcel_size", explanation.parcelSize}, {"entries", entries}};
+    out << document.dump(2) << "\n";
+}
+
+}  // namespace
+
+bool explainRequest(const std::string& root, uint32_t display, const HuevaneToolRequest& request,
+                    HuevaneExplanation* explanation, std::vector<std::string>* errors) {
+    HuevaneCalibrationModel model = loadDeviceCalibration(root, display);
+    if (!model.errors.empty()) {
+        *errors = model.errors;
+        return false;
+    }
+    HuevaneImplUtil::setDeviceRoot(root);
+    Engine engine(static_cast<HuevaneImplementation*>(createInstance(display)));
+    HuevaneImplUtil::setDeviceRoot("");
+    if (!engine || !stageRequest(*engine, request)) {
+        errors->push_back(errorLine(model.document, "the engine refused the request"));
+        return false;
+    }
+    std::vector<uint8_t> parcel(static_cast<size_t>(engine->getColorCoefSize()), 0);
+    if (engine->updateColorCoef(parcel.data()) != 0) {
+        errors->push_back(errorLine(model.document, "the engine could not build the parcel"));
+        return false;
+    }
+    explanation->entries = assemble(*engine, model, request);
+    if (!matchesParcel(*engine, &explanation->entries, parcel)) {
+        errors->push_back(errorLine(model.document,
+                                    "the account of the entries does not give the engine's parcel"));
+        return false;
+    }
+    pvx_colormode_parcel_header header;
+    memcpy(&header, parcel.data(), sizeof(header));
+    explanation->parcelSize = header.total_size;
+    return true;
+}
+
+void writeExplanation(const HuevaneExplanation& explanation, bool json, std::ostream& out) {
+    json ? writeJson(explanation, out) : writeText(explanation, out);
+}
+
+void writeMatrixRows(const mat4& matrix, const std::string& indent, std::ostream& out) {
+    for (int r = 0; r < 4; r++) {
+        char line[160];
+        int n = 0;
+        for (int c = 0; c < 4; c++) {
+            n += snprintf(line + n, sizeof(line) - n, "%11.6f", matrix[4 * c + r]);
+        }
+        n += snprintf(line + n, sizeof(line) - n, "   |");
+        for (int c = 0; c < 4; c++) {
+            n += snprintf(line + n, sizeof(line) - n, "%11d",
+                          getFixedPointFromFloat(matrix[4 * c + r]));
+        }
+        out << indent << line << "\n";
+    }
+}

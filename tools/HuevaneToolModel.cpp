@@ -1,0 +1,286 @@
+#include "HuevaneToolModel.h"
+
+#include <fcntl.h>
+#include <libxml/parser.h>
+#include <libxml/tree.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <map>
+#include <memory>
+#include <utility>
+
+#include "HuevaneImplColorMode.h"
+#include "HuevaneImplColorModeXml.h"
+#include "HuevaneImplUtil.h"
+#include "HuevaneXmlError.h"
+
+namespace {
+
+struct XmlDocFree {
+    void operator()(xmlDoc* document) const { xmlFreeDoc(document); }
+};
+using XmlDoc = std::unique_ptr<xmlDoc, XmlDocFree>;
+
+// Collects libxml2's complaints as one line each while the reader parses.
+class XmlErrorLines {
+  public:
+    explicit XmlErrorLines(std::vector<std::string>* lines) : mLines(lines) {
+        xmlSetStructuredErrorFunc(this, onError);
+    }
+    ~XmlErrorLines() { xmlSetStructuredErrorFunc(nullptr, nullptr); }
+    XmlErrorLines(const XmlErrorLines&) = delete;
+    XmlErrorLines& operator=(const XmlErrorLines&) = delete;
+
+  private:
+    static void onError(void* context, HuevaneXmlErrorPtr error) {
+        std::string message = error->message != nullptr ? error->message : "unknown XML error";
+        while (!message.empty() && (message.back() == '\n' || message.back() == ' ')) {
+            message.pop_back();
+        }
+        const char* file = error->file != nullptr ? error->file : "(document)";
+        const char* severity = error->level == XML_ERR_WARNING ? "warning" : "error";
+        static_cast<XmlErrorLines*>(context)->mLines->push_back(
+                std::string(file) + ":" + std::to_string(error->line) + ": " + severity + ": " +
+                message);
+    }
+    std::vector<std::string>* mLines;
+};
+
+std::string documentFile(const xmlDoc* document) {
+    return document->URL != nullptr ? reinterpret_cast<const char*>(document->URL) : "";
+}
+
+bool isLutNode(const xmlNode* node) {
+    for (int id = 1; id < HuevaneImplColorModeXml::PVX_COLORMODE_NODE_COUNT; id++) {
+        if (HuevaneImplColorModeXmlBase::isElementNamed(
+                    node, HuevaneImplColorModeXml::PVX_COLORMODE_NODE[id])) {
+            return true;
+        }
+    }
+    return false;
+}
+
+using Places = std::map<HuevaneLutKey, std::vector<HuevaneLutPlace>>;
+
+void placeLutNodes(const xmlDoc* document, const xmlNode* first, std::vector<HuevaneLutPlace>* out) {
+    out->clear();
+    for (const xmlNode* node = first; node != nullptr; node = node->next) {
+        if (isLutNode(node)) out->push_back({documentFile(document), xmlGetLineNo(node)});
+    }
+}
+
+// Where each stored LUT stands in the files. The reader keeps no lines, so its walk is followed
+// here through its own operations (mode-node test, key, sub-document choice); a later mode node
+// with the same key wins, as in the reader.
+Places placeLuts(HuevaneImplColorModeXml& reader, xmlDoc* document,
+                 std::vector<std::string>* subDocuments) {
+    Places places;
+    xmlNodePtr root = xmlDocGetRootElement(document);
+    if (root == nullptr) return places;
+    for (xmlNodePtr child = root->children; child != nullptr; child = child->next) {
+        if (!HuevaneImplColorModeXmlBase::isElementNamed(child, "mode") ||
+            !reader.isValidXmlProperties(child)) {
+            continue;
+        }
+        HuevaneLutKey key(reader.getColorModeFromXmlProperties(child).modeId,
+                          reader.getRenderIntentFromXmlProperties(child).intentId);
+        XmlDoc sub(reader.getSubXmlDoc(child));
+        xmlDocPtr subDocument = sub.get();
+        xmlNodePtr first = sub ? reader.getSubXmlNode(subDocument) : nullptr;
+        if (first != nullptr) {
+            placeLutNodes(sub.get(), first, &places[key]);
+            const std::string file = documentFile(sub.get());
+            bool known = false;
+            for (const std::string& name : *subDocuments) known |= name == file;
+            if (!known) subDocuments->push_back(file);
+        } else {
+            placeLutNodes(document, child->children, &places[key]);
+        }
+    }
+    return places;
+}
+
+HuevaneCalibrationModel loadCalibration(std::vector<std::string> names, const std::string& what) {
+    HuevaneCalibrationModel model;
+    std::vector<std::string> complaints;
+    XmlErrorLines lines(&complaints);
+    HuevaneImplColorModeXml reader(names);
+    const size_t readerComplaints = complaints.size();
+    XmlDoc document(HuevaneImplColorModeXmlBase::openColorModeFile(names));
+    // The second opening repeats what the reader's first one heard.
+    complaints.resize(readerComplaints);
+    model.errors = std::move(complaints);
+    if (!document) {
+        if (model.errors.empty()) model.errors.push_back(what + ":0: error: cannot be read");
+        return model;
+    }
+    model.warnings = std::move(model.errors);
+    model.errors.clear();
+    model.document = documentFile(document.get());
+    xmlNodePtr root = xmlDocGetRootElement(document.get());
+    if (root == nullptr || !HuevaneImplColorModeXmlBase::isElementNamed(root, "Calib_Data")) {
+        model.errors.push_back(model.document + ":" +
+                               std::to_string(root ? xmlGetLineNo(root) : 1) +
+                               ": error: the root element is not <Calib_Data>");
+        return model;
+    }
+    Places places = placeLuts(reader, document.get(), &model.subDocuments);
+    model.modes = reader.getColorModeList();
+    for (const HuevaneMode& mode : model.modes) {
+        for (const DisplayRenderIntent& intent : reader.getRenderIntentList(mode.modeId)) {
+            HuevaneModelPair pair{mode, intent, {}};
+            HuevaneDataLutList luts = reader.getDataLuts(mode.modeId, intent.intentId);
+            const std::vector<HuevaneLutPlace>& where =
+                    places[HuevaneLutKey(mode.modeId, intent.intentId)];
+            for (size_t i = 0; i < luts.size(); i++) {
+                pair.luts.push_back({luts[i], i < where.size() ? where[i] : HuevaneLutPlace()});
+            }
+            model.pairs.push_back(std::move(pair));
+        }
+    }
+    return model;
+}
+
+}  // namespace
+
+std::string placeText(const HuevaneLutPlace& place) {
+    return place.file.empty() ? "" : place.file + ":" + std::to_string(place.line);
+}
+
+const HuevaneModelPair* HuevaneCalibrationModel::findPair(uint32_t modeId,
+                                                         uint32_t intentId) const {
+    for (const HuevaneModelPair& pair : pairs) {
+        if (pair.mode.modeId == modeId && pair.intent.intentId == intentId) return &pair;
+    }
+    return nullptr;
+}
+
+HuevaneCalibrationModel loadCalibrationFile(const std::string& path) {
+    HuevaneImplUtil::setDeviceRoot("");
+    if (access(path.c_str(), R_OK) != 0) {
+        HuevaneCalibrationModel model;
+        model.errors.push_back(path + ":0: error: " + strerror(errno));
+        return model;
+    }
+    return loadCalibration({path}, path);
+}
+
+HuevaneCalibrationModel loadDeviceCalibration(const std::string& root, uint32_t display) {
+    HuevaneImplUtil::setDeviceRoot(root);
+    std::vector<std::string> names = HuevaneImplColorMode::getXmlNames(display);
+    std::string tried;
+    for (const std::string& name : names) {
+        if (!name.empty()) tried += (tried.empty() ? "" : ", ") + name;
+    }
+    HuevaneCalibrationModel model = loadCalibration(
+            names, root + ": display " + std::to_string(display) + " (tried " + tried + ")");
+    HuevaneImplUtil::setDeviceRoot("");
+    return model;
+}
+
+std::string getLutNodeName(uint8_t id) {
+    const char* name = HuevaneImplColorModeXml::getPvxColorModeNode(id);
+    return name != nullptr ? name : "node " + std::to_string(id);
+}
+
+std::vector<std::string> getLutFields(const std::string& text) {
+    std::vector<std::string> fields;
+    size_t begin = 0;
+    while (begin <= text.size()) {
+        size_t end = text.find(',', begin);
+        if (end == std::string::npos) end = text.size();
+        size_t first = text.find_first_not_of(" \t\r\n", begin);
+        size_t last = text.find_last_not_of(" \t\r\n", end == 0 ? 0 : end - 1);
+        bool blank = first == std::string::npos || first >= end || last < first;
+        // A comma at the very end opens no further field.
+        if (!(blank && end == text.size() && !fields.empty())) {
+            fields.push_back(blank ? "" : text.substr(first, last - first + 1));
+        }
+        begin = end + 1;
+    }
+    return fields;
+}
+
+bool getLutValues(const std::string& text, std::vector<double>* values) {
+    values->clear();
+    for (const std::string& field : getLutFields(text)) {
+        int64_t value = 0;
+        const char* begin = field.data();
+        const char* end = begin + field.size();
+        // Whole fields only: a word that starts with digits is not a value list.
+        if (field.empty() || !HuevaneImplUtil::parseDecimal(begin, end, &value) ||
+            field.find_first_not_of("+-0123456789") != std::string::npos) {
+            values->clear();
+            return false;
+        }
+        values->push_back(static_cast<double>(value));
+    }
+    return !values->empty();
+}
+
+bool readParcelModel(const uint8_t* data, size_t size, HuevaneParcelModel* parcel,
+                     std::string* error) {
+    if (size < sizeof(pvx_colormode_parcel_header)) {
+        *error = "shorter than a parcel header (" + std::to_string(size) + " bytes)";
+        return false;
+    }
+    memcpy(&parcel->header, data, sizeof(parcel->header));
+    const pvx_colormode_parcel_header& h = parcel->header;
+    if (h.magic != PVX_DATA_MAGIC || h.header_size != PVX_PARCEL_HEADER_SIZE ||
+        h.total_size < PVX_PARCEL_HEADER_SIZE || h.total_size > size) {
+        *error = "not a whole parcel (magic, header_size or total_size do not fit)";
+        return false;
+    }
+    size_t offset = PVX_PARCEL_HEADER_SIZE;
+    for (uint16_t k = 0; k < h.num_data; k++) {
+        HuevaneParcelEntry entry;
+        entry.offset = offset;
+        if (h.total_size - offset < sizeof(entry.header)) {
+            *error = "entry " + std::to_string(k) + " lies beyond total_size";
+            return false;
+        }
+        memcpy(&entry.header, data + offset, sizeof(entry.header));
+        const size_t entrySize = entry.header.total_size;
+        if (entrySize <= sizeof(entry.header) || entrySize > h.total_size - offset ||
+            data[offset + entrySize - 1] != 0) {
+            *error = "entry " + std::to_string(k) + " at offset " + std::to_string(offset) +
+                     " has a total_size that does not fit the parcel";
+            return false;
+        }
+        const char* text = reinterpret_cast<const char*>(data + offset + sizeof(entry.header));
+        entry.text.assign(text, entrySize - sizeof(entry.header) - 1);
+        parcel->entries.push_back(std::move(entry));
+        offset += entrySize;
+    }
+    return true;
+}
+
+bool readParcelFile(const std::string& path, HuevaneParcelModel* parcel, std::string* error) {
+    int fd = open(path.c_str(), O_RDONLY | O_NONBLOCK);
+    if (fd < 0) {
+        *error = strerror(errno);
+        return false;
+    }
+    struct stat status;
+    if (fstat(fd, &status) != 0 || !S_ISREG(status.st_mode)) {
+        close(fd);
+        *error = "not a regular file";
+        return false;
+    }
+    // One byte more than a parcel can hold tells a too-long file from a full one.
+    std::vector<uint8_t> bytes(static_cast<size_t>(PVX_PARCEL_MAX_SIZE) + 1);
+    size_t size = 0;
+    ssize_t got = 0;
+    while (size < bytes.size() && (got = read(fd, bytes.data() + size, bytes.size() - size)) > 0) {
+        size += static_cast<size_t>(got);
+    }
+    close(fd);
+    if (got < 0) {
+        *error = strerror(errno);
+        return false;
+    }
+    return readParcelModel(bytes.data(), size, parcel, error);
+}

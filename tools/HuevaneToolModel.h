@@ -1,0 +1,80 @@
+// Decoded models that diff, explain, plot and report work on: a calibration as the library's
+// reader understood it (modes, intents and the data LUTs of every pair, each LUT with the file and
+// line it came from), and a parcel read back entry by entry.
+#ifndef HUEVANE_TOOLS_HUEVANETOOLMODEL_H
+#define HUEVANE_TOOLS_HUEVANETOOLMODEL_H
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "HuevaneDataLut.h"
+#include "HuevaneMatrixText.h"
+#include "HuevaneParcel.h"
+#include "IHuevane.h"
+
+// Where a calibration LUT was written: file as opened on this host, 1-based line (0 unknown).
+struct HuevaneLutPlace {
+    std::string file;
+    long line = 0;
+};
+
+// "file:line"; "" when not known.
+std::string placeText(const HuevaneLutPlace& place);
+
+struct HuevaneModelLut {
+    HuevaneDataLut lut;
+    HuevaneLutPlace place;
+};
+
+struct HuevaneModelPair {
+    HuevaneMode mode;
+    DisplayRenderIntent intent;
+    std::vector<HuevaneModelLut> luts;
+};
+
+struct HuevaneCalibrationModel {
+    std::string document;                   // main document as opened on this host
+    std::vector<std::string> subDocuments;  // in the order the reader opened them
+    std::vector<HuevaneMode> modes;
+    // The pairs in the order the compositor is offered them: mode list, then each intent list.
+    std::vector<HuevaneModelPair> pairs;
+    // "FILE:LINE: error: MESSAGE" lines; the model is unusable when there are any.
+    std::vector<std::string> errors;
+    // What libxml2 said about documents that were read anyway, or passed over for a later one.
+    std::vector<std::string> warnings;
+
+    const HuevaneModelPair* findPair(uint32_t modeId, uint32_t intentId) const;
+};
+
+// A calibration file on its own: sub documents are looked for beside it, as the library names them.
+HuevaneCalibrationModel loadCalibrationFile(const std::string& path);
+// The calibration of `display` in a device tree rooted at `root`, chosen as the library chooses.
+HuevaneCalibrationModel loadDeviceCalibration(const std::string& root, uint32_t display);
+
+// The node name of a LUT id, or "node N" for an id outside the node table.
+std::string getLutNodeName(uint8_t id);
+// The numbers of a LUT text that is a list of decimal values; false for any other text.
+bool getLutValues(const std::string& text, std::vector<double>* values);
+// A LUT text cut into its comma-separated fields, white space around each removed.
+std::vector<std::string> getLutFields(const std::string& text);
+
+struct HuevaneParcelEntry {
+    size_t offset = 0;
+    pvx_colormode_data_header header{};
+    std::string text;
+};
+
+struct HuevaneParcelModel {
+    pvx_colormode_parcel_header header{};
+    std::vector<HuevaneParcelEntry> entries;
+};
+
+// Reads parcel bytes; false (with `error` set) when they do not hold a whole parcel.
+bool readParcelModel(const uint8_t* data, size_t size, HuevaneParcelModel* parcel,
+                     std::string* error);
+// Reads a parcel file of at most one parcel's size; false with the reason in `error`.
+bool readParcelFile(const std::string& path, HuevaneParcelModel* parcel, std::string* error);
+
+#endif  // HUEVANE_TOOLS_HUEVANETOOLMODEL_H

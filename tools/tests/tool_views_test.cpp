@@ -1,0 +1,223 @@
+// diff, explain, plot and report on the files in tools/testdata, checked against values worked
+// out by hand and by parsing the pictures and pages back.
+#include <gtest/gtest.h>
+#include <libxml/HTMLparser.h>
+#include <libxml/parser.h>
+#include <libxml/xpath.h>
+#include <libxml/xpathInternals.h>
+
+#include <fstream>
+#include <sstream>
+
+#include "HuevaneLogSink.h"
+#include "HuevaneToolDiff.h"
+#include "HuevaneToolExplain.h"
+#include "HuevaneToolPlot.h"
+#include "HuevaneToolReport.h"
+
+namespace {
+
+const std::string DATA = HUEVANE_TOOL_TESTDATA;
+const std::string SAMPLE_DEVICE = HUEVANE_SAMPLE_DEVICE;
+
+bool quiet(const HuevaneLogRecord&) { return false; }
+
+class ToolViews : public ::testing::Test {
+  protected:
+    void SetUp() override { setHuevaneLogSink(quiet); }
+    void TearDown() override { setHuevaneLogSink(nullptr); }
+};
+
+// Number of nodes an XPath expression selects in a parsed document.
+size_t countNodes(xmlDocPtr document, const char* expression) {
+    if (document == nullptr) return 0;
+    xmlXPathContextPtr context = xmlXPathNewContext(document);
+    xmlXPathRegisterNs(context, BAD_CAST "s", BAD_CAST "http://www.w3.org/2000/svg");
+    xmlXPathObjectPtr result = xmlXPathEvalExpression(BAD_CAST expression, context);
+    size_t count = result && result->nodesetval ? result->nodesetval->nodeNr : 0;
+    xmlXPathFreeObject(result);
+    xmlXPathFreeContext(context);
+    return count;
+}
+
+TEST_F(ToolViews, DiffOfCalibrationsFindsWhatChangedByMeaning) {
+    struct Expected {
+        const char* kind;
+        int64_t mode;
+        const char* node;
+        long lineA, lineB;
+        int64_t index;
+        const char* a;
+        const char* b;
+    };
+    // The matrix of mode 0 is laid out anew with the same numbers: no difference.
+    const Expected expected[] = {
+            {"mode_removed", 2, "", 0, 0, -1, "", ""},
+            {"lut_changed", 0, "degamma", 6, 7, 6, "144", "150"},
+            {"lut_added", 1, "scl", 0, 19, -1, "", ""},
+    };
+    std::vector<HuevaneDifference> found = diffCalibrations(
+            loadCalibrationFile(DATA + "/diff_a.xml"), loadCalibrationFile(DATA + "/diff_b.xml"));
+    ASSERT_EQ(found.size(), std::size(expected));
+    for (size_t i = 0; i < found.size(); i++) {
+        SCOPED_TRACE(expected[i].kind);
+        EXPECT_EQ(found[i].kind, expected[i].kind);
+        EXPECT_EQ(found[i].modeId, expected[i].mode);
+        EXPECT_EQ(found[i].node, expected[i].node);
+        EXPECT_EQ(found[i].a.line, expected[i].lineA);
+        EXPECT_EQ(found[i].b.line, expected[i].lineB);
+        EXPECT_EQ(found[i].index, expected[i].index);
+        EXPECT_EQ(found[i].aValue, expected[i].a);
+        EXPECT_EQ(found[i].bValue, expected[i].b);
+    }
+}
+
+TEST_F(ToolViews, DiffExitsLikeDiff) {
+    const struct {
+        std::string a, b;
+        int exit;
+    } cases[] = {
+            {DATA + "/diff_a.xml", DATA + "/diff_a.xml", 0},
+            {DATA + "/diff_a.xml", DATA + "/diff_b.xml", 1},
+            {SAMPLE_DEVICE, SAMPLE_DEVICE, 0},
+            {DATA + "/good.parcel", DATA + "/good.parcel", 0},
+            {DATA + "/good.parcel", DATA + "/truncated.parcel", 2},
+            {DATA + "/good.parcel", DATA + "/diff_a.xml", 2},
+            {DATA + "/diff_a.xml", DATA + "/missing.xml", 2},
+            {DATA + "/diff_a.xml", DATA + "/lint_broken.xml", 2},
+    };
+    for (const auto& c : cases) {
+        std::ostringstream out, err;
+        EXPECT_EQ(runDiff(c.a, c.b, 0, false, out, err), c.exit) << c.a << " " << c.b << err.str();
+    }
+}
+
+TEST_F(ToolViews, DiffOfParcelsGoesEntryByEntry) {
+    std::ifstream file(DATA + "/good.parcel", std::ios::binary);
+    std::vector<uint8_t> bytes((std::istreambuf_iterator<char>(file)), {});
+    HuevaneParcelModel a, b;
+    std::string why;
+    ASSERT_TRUE(readParcelModel(bytes.data(), bytes.size(), &a, &why)) << why;
+    ASSERT_GE(a.entries.size(), 1u);
+    bytes[1] ^= 1;                                          // seq_num
+    bytes[a.entries[0].offset + 6] ^= 2;                    // attr0 of entry 0
+    bytes[a.entries[0].offset + 12] ^= 1;                   // first byte of its text
+    ASSERT_TRUE(readParcelModel(bytes.data(), bytes.size(), &b, &why)) << why;
+    std::vector<HuevaneDifference> found = diffParcels(a, b);
+    ASSERT_EQ(found.size(), 3u);
+    EXPECT_EQ(found[0].node, "seq_num");
+    EXPECT_EQ(found[1].node, "attr0");
+    EXPECT_EQ(found[2].node, "text");
+    EXPECT_EQ(found[2].index, 0);
+    b.entries.pop_back();
+    EXPECT_EQ(diffParcels(a, b).back().kind, "entry_removed");
+}
+
+TEST_F(ToolViews, ExplainAccountsForEveryEntryAndTheMatrixProduct) {
+    HuevaneToolRequest request;
+    request.mode = 1;
+    // Column-major: row 0 takes a quarter of green. Every matrix LUT has attributes 255, so the
+    // stage's LUTs all stand for one entry.
+    const float transform[16] = {1, 0, 0, 0, 0.25f, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
+    std::copy(transform, transform + 16, request.transform);
+    request.hasTransform = true;
+    request.extensions = {{0, "255"},
+                          {6, "1,65536,0,0,0,0,65536,0,0,0,0,131072,0,8192,0,0,65536"},
+                          {8, "1,2,3"}};
+    HuevaneExplanation explanation;
+    std::vector<std::string> errors;
+    ASSERT_TRUE(explainRequest(DATA + "/explain_device", 0, request, &explanation, &errors))
+            << (errors.empty() ? "" : errors[0]);
+    ASSERT_EQ(explanation.entries.size(), 3u);
+    const HuevaneExplainEntry& degamma = explanation.entries[0];
+    EXPECT_EQ(degamma.origin.sourceKind, 0);
+    EXPECT_EQ(degamma.origin.place.line, 6);
+    EXPECT_EQ(explanation.entries[1].origin.extensionEntry, 2);
+    EXPECT_EQ(explanation.entries[1].offset, 12u + degamma.lut.first.total_size);
+
+    // The extension's matrix first, then the transform, then the mode's: E x T x M, read as rows
+    //   E = [1 0 0 .125; 0 1 0 0; 0 0 2 0]  T = [1 .25 0 0; ...]  M = diag(.5, .75, 1)
+    //   E x T x M = [.5 .1875 0 .125; 0 .75 0 0; 0 0 2 0; 0 0 0 1]
+    const HuevaneExplainEntry& matrix = explanation.entries[2];
+    ASSERT_TRUE(matrix.combined);
+    ASSERT_EQ(matrix.factors.size(), 3u);
+    const int kinds[3] = {2, 1, 0};
+    for (int f = 0; f < 3; f++) EXPECT_EQ(matrix.factors[f].origin.sourceKind, kinds[f]);
+    EXPECT_EQ(matrix.factors[0].origin.extensionEntry, 1);
+    EXPECT_EQ(matrix.factors[2].origin.place.line, 7);
+    EXPECT_EQ(matrix.factors[1].matrix[4], 0.25f);
+    const mat4 product = {0.5f, 0, 0, 0, 0.1875f, 0.75f, 0, 0, 0, 0, 2, 0, 0.125f, 0, 0, 1};
+    EXPECT_EQ(matrix.product, product);
+    EXPECT_EQ(matrix.lut.second, "1,32768,0,0,0,12288,49152,0,0,0,0,131072,0,8192,0,0,65536");
+}
+
+TEST_F(ToolViews, ExplainRefusesWhatItCannotRead) {
+    HuevaneExplanation explanation;
+    std::vector<std::string> errors;
+    EXPECT_FALSE(explainRequest(DATA + "/no_such_device", 0, HuevaneToolRequest(), &explanation,
+                                &errors));
+    ASSERT_EQ(errors.size(), 1u);
+    EXPECT_NE(errors[0].find(": error: "), std::string::npos);
+}
+
+TEST_F(ToolViews, PlotDrawsOneCurvePerNumericLutAndOnePanelPerMatrix) {
+    HuevaneCalibrationModel model = loadCalibrationFile(DATA + "/diff_a.xml");
+    const struct {
+        uint32_t mode;
+        const char* node;
+        size_t curves, swatches;
+    } cases[] = {
+            {0, "", 1, 8},  // degamma; the matrix panel: 4 inputs, 4 outputs
+            {0, "degamma", 1, 0},
+            {0, "gamma_matrix", 0, 8},
+            {1, "", 1, 0},
+            {2, "", 1, 0},
+    };
+    for (const auto& c : cases) {
+        HuevanePlotOptions options;
+        options.node = c.node;
+        std::string svg = plotPairSvg(*model.findPair(c.mode, c.mode == 2 ? 1 : 0), options);
+        xmlDocPtr document = xmlReadMemory(svg.data(), static_cast<int>(svg.size()), nullptr,
+                                           nullptr, XML_PARSE_NONET);
+        ASSERT_NE(document, nullptr) << svg;
+        EXPECT_EQ(countNodes(document, "//s:polyline"), c.curves) << c.mode << c.node;
+        EXPECT_EQ(countNodes(document, "//s:rect[@width='14']"), c.swatches) << c.mode << c.node;
+        xmlFreeDoc(document);
+    }
+}
+
+TEST_F(ToolViews, MatrixPrimariesFollowTheColumnMajorReading) {
+    const mat4 m = {0.5f, 0, 0, 0, 0.25f, 1, 0, 0, 0, 0, 2, 0, 0.125f, 0, 0, 1};
+    const auto p = getMatrixPrimaries(m);
+    EXPECT_EQ(p[0], (std::array<float, 3>{0.625f, 0, 0}));
+    EXPECT_EQ(p[1], (std::array<float, 3>{0.375f, 1, 0}));
+    EXPECT_EQ(p[3], (std::array<float, 3>{0.875f, 1, 2}));
+}
+
+TEST_F(ToolViews, ReportOfTheSampleDeviceParsesBackAsAPage) {
+    HuevaneCalibrationModel model = loadDeviceCalibration(SAMPLE_DEVICE, 0);
+    ASSERT_TRUE(model.errors.empty());
+    size_t tables = 2, curves = 0;  // the modes and the findings
+    for (const HuevaneModelPair& pair : model.pairs) {
+        tables += !pair.luts.empty();
+        for (const HuevaneModelLut& lut : pair.luts) {
+            std::vector<double> values;
+            const bool matrix = lut.lut.first.id == 6 || lut.lut.first.id == 11;
+            tables += matrix;
+            curves += !matrix && getLutValues(lut.lut.second, &values);
+        }
+    }
+    std::string html = reportHtml(model, "display 0", {"a.xml:3: warning: <x> & <y>"});
+    EXPECT_LT(html.size(), 1000000u);
+    EXPECT_EQ(html.find("<script"), std::string::npos);
+    EXPECT_EQ(html.find("http"), html.find("http://www.w3.org/2000/svg"));
+    htmlDocPtr document = htmlReadMemory(html.data(), static_cast<int>(html.size()), nullptr,
+                                         "utf-8", HTML_PARSE_NONET | HTML_PARSE_NOERROR);
+    ASSERT_NE(document, nullptr);
+    EXPECT_EQ(countNodes(document, "//table"), tables);
+    EXPECT_EQ(countNodes(document, "//polyline"), curves);
+    EXPECT_EQ(countNodes(document, "//td[.='<x> & <y>']"), 1u);
+    xmlFreeDoc(document);
+}
+
+}  // namespace
