@@ -3,7 +3,8 @@ BUILD_DIR ?= build
 JOBS ?= $(shell nproc 2>/dev/null || echo 2)
 CMAKE_FLAGS ?=
 
-PACKAGES := cmake g++ make pkg-config libxml2-dev android-liblog-dev libgtest-dev libbenchmark-dev
+PACKAGES := cmake g++ make pkg-config libxml2-dev android-liblog-dev libgtest-dev libbenchmark-dev \
+    libcli11-dev nlohmann-json3-dev
 
 .PHONY: deps build test run clean sanitize fuzz fuzz-smoke fuzz-build bench
 

@@ -39,6 +39,8 @@ class HuevaneImplColorModeXml : public HuevaneImplColorModeXmlBase {
     // Document walk.
     void buildupPvxNodeNameToEnumMap();
     static const char* getPvxColorModeNode(int32_t index);
+    // The node id of a LUT node name; 0 when the name is no LUT node.
+    static uint32_t getPvxColorModeNodeId(const char* name);
     bool isValidXmlProperties(xmlNodePtr& node);
     int32_t buildupColorModeNodes();
 
@@ -46,6 +48,10 @@ class HuevaneImplColorModeXml : public HuevaneImplColorModeXmlBase {
     void putDataLutsMap(xmlDocPtr& document, xmlNodePtr& node, const HuevaneLutKey& key);
     pvx_colormode_data_header getColorModeDataHeader(xmlNodePtr& node, const std::string& text);
     xmlDocPtr getSubXmlDoc(xmlNodePtr& node);
+    // The names a sub document called `subXml` is looked for under, one per calibration name:
+    // "_" + subXml goes before the name's last ".xml"; a name without ".xml" gives none.
+    static std::vector<std::string> getSubXmlNames(const std::vector<std::string>& xmlNames,
+                                                   const std::string& subXml);
     xmlNodePtr getSubXmlNode(xmlDocPtr& document);
     int32_t tryPutDataLutsMapBySubXml(xmlNodePtr& node, const HuevaneLutKey& key);
     HuevaneDataLutList getDataLuts(uint32_t modeId, uint32_t intentId);

@@ -52,9 +52,15 @@ pvx_colormode_data_header HuevaneImplColorModeXml::getColorModeDataHeader(xmlNod
 xmlDocPtr HuevaneImplColorModeXml::getSubXmlDoc(xmlNodePtr& node) {
     std::string subXml;
     if (!getTextFromXmlProperty(node, "subxml", &subXml)) return nullptr;
+    std::vector<std::string> names = getSubXmlNames(mXmlNames, subXml);
+    return openColorModeFile(names);
+}
+
+std::vector<std::string> HuevaneImplColorModeXml::getSubXmlNames(
+        const std::vector<std::string>& xmlNames, const std::string& subXml) {
     std::string suffix = "_" + subXml;
     std::vector<std::string> names;
-    for (const std::string& candidate : mXmlNames) {
+    for (const std::string& candidate : xmlNames) {
         size_t ext = candidate.rfind(SUB_XML_EXT);
         // A candidate without ".xml" (a target name without extension) names no sub document.
         if (ext == std::string::npos) continue;
@@ -62,7 +68,7 @@ xmlDocPtr HuevaneImplColorModeXml::getSubXmlDoc(xmlNodePtr& node) {
         name.insert(ext, suffix);
         names.push_back(std::move(name));
     }
-    return openColorModeFile(names);
+    return names;
 }
 
 xmlNodePtr HuevaneImplColorModeXml::getSubXmlNode(xmlDocPtr& document) {

@@ -21,12 +21,21 @@ int32_t getParcelSize(const HuevaneDataLutList& list) {
 
 }  // namespace
 
+int32_t getPvxCoefSize(int64_t sourcesMaxSize, int32_t minCoefSize) {
+    int64_t sum = sourcesMaxSize + PVX_PARCEL_HEADER_SIZE;
+    int32_t size = static_cast<int32_t>(std::min<int64_t>(sum, INT32_MAX));
+    return minCoefSize > size ? minCoefSize : size;
+}
+
+int32_t getPvxParcelLimit(int32_t coefSize) {
+    return std::min(coefSize, PVX_PARCEL_MAX_SIZE);
+}
+
 int32_t HuevaneImplementation::getColorCoefSize() {
     // Each bound is below 2^31 and the calibration bound saturates, so the sum cannot wrap.
     int64_t sum = int64_t{mColorMode->getDataLutsMaxSize()} + mTransform->getDataLutsMaxSize() +
-                  mExtension->getDataLutsMaxSize() + PVX_PARCEL_HEADER_SIZE;
-    int32_t size = static_cast<int32_t>(std::min<int64_t>(sum, INT32_MAX));
-    return mMinCoefSize > size ? mMinCoefSize : size;
+                  mExtension->getDataLutsMaxSize();
+    return getPvxCoefSize(sum, mMinCoefSize);
 }
 
 int32_t HuevaneImplementation::updateColorCoef(void* buffer) {
@@ -49,7 +58,7 @@ int32_t HuevaneImplementation::packDataLutsIntoParcel(HuevaneDataLutList& list, 
     uint8_t* out = static_cast<uint8_t*>(buffer);
     // The caller's buffer holds getColorCoefSize() bytes and nothing more is known of it;
     // extension LUTs claim no room of their own, so every entry is checked against it.
-    const int32_t limit = std::min(getColorCoefSize(), PVX_PARCEL_MAX_SIZE);
+    const int32_t limit = getPvxParcelLimit(getColorCoefSize());
     int32_t offset = PVX_PARCEL_HEADER_SIZE;
     for (const HuevaneDataLut& lut : list) {
         const pvx_colormode_data_header& header = lut.first;

@@ -15,6 +15,12 @@ constexpr int32_t PVX_MIN_COEF_SIZE = 4096;
 // total_size and num_data are 16-bit fields.
 constexpr int32_t PVX_PARCEL_MAX_SIZE = 65535;
 
+// The coefficient size the engine asks for: what its sources may stage at most (the sum of their
+// bounds) plus the parcel header, never below `minCoefSize`, saturated at INT32_MAX.
+int32_t getPvxCoefSize(int64_t sourcesMaxSize, int32_t minCoefSize);
+// How many bytes of a buffer of `coefSize` bytes one parcel may fill.
+int32_t getPvxParcelLimit(int32_t coefSize);
+
 struct __attribute__((packed)) pvx_colormode_parcel_header {
     uint8_t magic;
     uint8_t seq_num;

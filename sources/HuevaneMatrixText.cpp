@@ -23,6 +23,13 @@ int32_t getFixedPointFromFloat(float value) {
     return static_cast<int32_t>(rounded);
 }
 
+bool isFixedPointInRange(float value) {
+    float scaled = value * FIXED_POINT_ONE;
+    if (std::isnan(scaled)) return false;
+    double rounded = std::round(static_cast<double>(scaled));
+    return rounded <= 2147483647.0 && rounded >= -2147483648.0;
+}
+
 std::string getMatrixTextFromFloats(const float* elements, size_t count) {
     // Written on every update by the matrix stages: format into a stack buffer, one string
     // allocation at the end. "-2147483648," is the longest field.

@@ -15,6 +15,8 @@ constexpr int MATRIX_ELEMENTS = 16;
 // Element value -> fixed-point integer: x * 65536 in single precision, rounded half away from
 // zero, saturated to the signed 32-bit range; NaN gives 0.
 int32_t getFixedPointFromFloat(float value);
+// False when getFixedPointFromFloat changes the value beyond rounding: NaN, or saturated.
+bool isFixedPointInRange(float value);
 
 // "1," then `count` fixed-point elements, comma separated, no trailing comma.
 std::string getMatrixTextFromFloats(const float* elements, size_t count);

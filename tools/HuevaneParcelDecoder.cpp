@@ -2,6 +2,7 @@
 
 #include <cstdio>
 #include <cstring>
+#include <sstream>
 #include <vector>
 
 #include "HuevaneDataLut.h"
@@ -257,57 +258,53 @@ void appendText(const DecodedParcel& parcel, bool fullText, std::string* out) {
     *out += parcel.consistent() ? "result      consistent\n" : "result      INCONSISTENT\n";
 }
 
-std::string jsonList(const std::vector<std::string>& items) {
-    std::string out = "[";
-    for (size_t i = 0; i < items.size(); i++) out += (i ? "," : "") + jsonString(items[i]);
-    return out + "]";
-}
-
-std::string jsonMatrix(const DecodedEntry& entry) {
-    std::string fixed = "[", values = "[";
+HuevaneJson getMatrixJson(const DecodedEntry& entry) {
+    HuevaneJson fixed = HuevaneJson::array();
+    HuevaneJson values = HuevaneJson::array();
     for (int i = 0; i < MATRIX_ELEMENTS; i++) {
-        char value[32];
-        snprintf(value, sizeof(value), "%.9g", entry.matrix[i]);
-        fixed += (i ? "," : "") + std::to_string(getFixedPointFromFloat(entry.matrix[i]));
-        values += (i ? "," : "") + std::string(value);
+        fixed.push_back(getFixedPointFromFloat(entry.matrix[i]));
+        values.push_back(entry.matrix[i]);
     }
-    return std::string("{\"enabled\":") + (entry.enabled ? "true" : "false") +
-           ",\"fixed\":" + fixed + "],\"values\":" + values + "]}";
+    return {{"enabled", entry.enabled}, {"fixed", fixed}, {"values", values}};
 }
 
-std::string jsonEntry(const DecodedEntry& entry) {
+HuevaneJson getEntryJson(const DecodedEntry& entry) {
     const pvx_colormode_data_header& h = entry.header;
-    std::string out = format("{\"offset\":%lld", static_cast<long long>(entry.offset));
-    if (!entry.hasHeader) return out + ",\"errors\":" + jsonList(entry.errors) + "}";
-    out += format(",\"magic\":%lld,\"id\":%lld", h.magic, h.id);
-    out += ",\"node\":" + jsonString(nodeName(h.id));
-    out += format(",\"total_size\":%lld,\"header_size\":%lld", h.total_size, h.header_size);
-    out += format(",\"attr\":[%lld,%lld,%lld", h.attr0, h.attr1, h.attr2);
-    out += format(",%lld],\"crc\":%lld,\"crc_computed\":%lld", h.attr3, h.crc, entry.crc);
-    out += ",\"text\":" + (entry.hasText ? jsonString(entry.text) : std::string("null"));
-    out += ",\"matrix\":" + (entry.hasMatrix ? jsonMatrix(entry) : std::string("null"));
-    return out + ",\"errors\":" + jsonList(entry.errors) +
-           ",\"warnings\":" + jsonList(entry.warnings) + "}";
+    HuevaneJson out;
+    out["offset"] = entry.offset;
+    if (entry.hasHeader) {
+        out["magic"] = h.magic;
+        out["id"] = h.id;
+        out["node"] = nodeName(h.id);
+        out["total_size"] = h.total_size;
+        out["header_size"] = h.header_size;
+        out["attr"] = {h.attr0, h.attr1, h.attr2, h.attr3};
+        out["crc"] = h.crc;
+        out["crc_computed"] = entry.crc;
+        out["text"] = entry.hasText ? HuevaneJson(entry.text) : HuevaneJson();
+        out["matrix"] = entry.hasMatrix ? getMatrixJson(entry) : HuevaneJson();
+    }
+    out["errors"] = entry.errors;
+    out["warnings"] = entry.warnings;
+    return out;
 }
 
-void appendJson(const DecodedParcel& parcel, std::string* out) {
-    *out += std::string("{\"consistent\":") + (parcel.consistent() ? "true" : "false");
-    *out += format(",\"size\":%lld,\"header\":", static_cast<long long>(parcel.size));
+HuevaneJson getParcelJson(const DecodedParcel& parcel) {
+    HuevaneJson out;
+    out["consistent"] = parcel.consistent();
+    out["size"] = parcel.size;
+    out["header"] = HuevaneJson();
     if (parcel.hasHeader) {
         const pvx_colormode_parcel_header& h = parcel.header;
-        *out += format("{\"magic\":%lld,\"seq_num\":%lld,\"total_size\":%lld", h.magic, h.seq_num,
-                       h.total_size);
-        *out += format(",\"header_size\":%lld,\"num_data\":%lld,\"magic_word\":%lld}",
-                       h.header_size, h.num_data, h.magic_word);
-    } else {
-        *out += "null";
+        out["header"] = {{"magic", h.magic},           {"seq_num", h.seq_num},
+                         {"total_size", h.total_size}, {"header_size", h.header_size},
+                         {"num_data", h.num_data},     {"magic_word", h.magic_word}};
     }
-    *out += ",\"entries\":[";
-    for (size_t k = 0; k < parcel.entries.size(); k++) {
-        *out += (k ? "," : "") + jsonEntry(parcel.entries[k]);
-    }
-    *out += "],\"errors\":" + jsonList(parcel.errors) +
-            ",\"warnings\":" + jsonList(parcel.warnings) + "}\n";
+    out["entries"] = HuevaneJson::array();
+    for (const DecodedEntry& entry : parcel.entries) out["entries"].push_back(getEntryJson(entry));
+    out["errors"] = parcel.errors;
+    out["warnings"] = parcel.warnings;
+    return out;
 }
 
 }  // namespace
@@ -317,7 +314,9 @@ int decodeParcel(const uint8_t* data, size_t size, const HuevaneDecodeOptions& o
     if (data == nullptr) size = 0;
     DecodedParcel parcel = decode(data, size);
     if (options.json) {
-        appendJson(parcel, out);
+        std::ostringstream text;
+        writeJson(text, getParcelJson(parcel));
+        *out += text.str();
     } else {
         appendText(parcel, options.fullText, out);
     }

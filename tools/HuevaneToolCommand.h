@@ -1,0 +1,58 @@
+// What a huevane-tool command is: a name, a one-line summary, and a function that adds the
+// command's own options to its CLI11 subcommand and returns what runs it once the command line
+// is parsed. Each command lives in its own source file; the list of commands is in
+// HuevaneTool.cpp. Options every command takes are parsed once, into HuevaneToolCommon.
+#ifndef HUEVANE_TOOLS_HUEVANETOOLCOMMAND_H
+#define HUEVANE_TOOLS_HUEVANETOOLCOMMAND_H
+
+#include <cstdint>
+#include <functional>
+#include <ostream>
+#include <string>
+
+#include "HuevaneTool.h"
+#include "HuevaneToolDiagnostics.h"
+
+namespace CLI {
+class App;
+}
+
+// Accepted before or after the command name.
+struct HuevaneToolCommon {
+    std::string root = "/";  // --root: the folder standing for the device's '/'
+    uint32_t display = 0;    // --display
+    bool json = false;       // --json: one JSON document on the output instead of text
+    bool strict = false;     // --strict: warnings count as errors
+    std::string output;      // -o FILE: where the output goes ('-' standard output)
+    int logLevel = -1;       // --log-level N: engine log level, lets the library's lines through
+};
+
+struct HuevaneToolContext {
+    const HuevaneToolCommon& common;
+    // The command's output: -o FILE when given (unless the command handles -o itself).
+    std::ostream& out;
+    std::ostream& err;
+    HuevaneDiagnostics& diagnostics;
+    // The parsed subcommand, for options whose order on the command line matters.
+    const CLI::App& command;
+};
+
+// Returns the exit status; the tool exits 1 anyway once an error was reported.
+using HuevaneToolRun = std::function<int(HuevaneToolContext& context)>;
+using HuevaneToolSetup = HuevaneToolRun (*)(CLI::App& command);
+
+struct HuevaneToolCommand {
+    const char* name;
+    const char* summary;
+    HuevaneToolSetup setup;
+    // True when the command reads -o itself (parcel writes raw bytes there).
+    bool handlesOutput = false;
+};
+
+// The commands' setup functions, one per command source file.
+HuevaneToolRun setupModesCommand(CLI::App& command);
+HuevaneToolRun setupParcelCommand(CLI::App& command);
+HuevaneToolRun setupDecodeCommand(CLI::App& command);
+HuevaneToolRun setupLintCommand(CLI::App& command);
+
+#endif  // HUEVANE_TOOLS_HUEVANETOOLCOMMAND_H

@@ -1,0 +1,62 @@
+#include "HuevaneToolDiagnostics.h"
+
+#include <utility>
+
+#include "HuevaneTool.h"
+
+const char* getSeverityName(HuevaneSeverity severity) {
+    switch (severity) {
+        case HuevaneSeverity::ERROR:
+            return "error";
+        case HuevaneSeverity::WARNING:
+            return "warning";
+        case HuevaneSeverity::NOTE:
+            return "note";
+    }
+    return "error";
+}
+
+std::string HuevaneDiagnostics::format(const HuevaneFinding& finding) {
+    std::string text = finding.file.empty() ? "huevane-tool" : finding.file;
+    if (!finding.file.empty() && finding.line > 0) text += ":" + std::to_string(finding.line);
+    text += ": ";
+    text += getSeverityName(finding.severity);
+    text += ": " + finding.message;
+    if (!finding.rule.empty()) text += " [" + finding.rule + "]";
+    return text;
+}
+
+void HuevaneDiagnostics::report(HuevaneFinding finding) {
+    if (mStrict && finding.severity == HuevaneSeverity::WARNING) {
+        finding.severity = HuevaneSeverity::ERROR;
+    }
+    switch (finding.severity) {
+        case HuevaneSeverity::ERROR:
+            mErrors++;
+            break;
+        case HuevaneSeverity::WARNING:
+            mWarnings++;
+            break;
+        case HuevaneSeverity::NOTE:
+            mNotes++;
+            break;
+    }
+    if (!mCollecting) mErr << format(finding) << "\n";
+    mFindings.push_back(std::move(finding));
+}
+
+void HuevaneDiagnostics::error(const std::string& file, long line, const std::string& message) {
+    report({HuevaneSeverity::ERROR, "", file, line, message});
+}
+
+void HuevaneDiagnostics::warning(const std::string& file, long line, const std::string& message) {
+    report({HuevaneSeverity::WARNING, "", file, line, message});
+}
+
+void HuevaneDiagnostics::note(const std::string& file, long line, const std::string& message) {
+    report({HuevaneSeverity::NOTE, "", file, line, message});
+}
+
+int HuevaneDiagnostics::getExitStatus() const {
+    return mErrors > 0 ? TOOL_FAILED : TOOL_OK;
+}

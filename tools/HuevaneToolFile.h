@@ -1,0 +1,19 @@
+// Reading a file named on the command line: regular files (or standard input) only, so a FIFO
+// or a device never blocks the tool or fills its memory, and at most `limit` bytes.
+#ifndef HUEVANE_TOOLS_HUEVANETOOLFILE_H
+#define HUEVANE_TOOLS_HUEVANETOOLFILE_H
+
+#include <cstddef>
+#include <string>
+
+struct HuevaneToolFileRead {
+    bool ok = false;
+    std::string bytes;
+    bool truncated = false;  // the file holds more than `limit` bytes
+    std::string error;       // why it could not be read, when !ok
+};
+
+// "-" reads standard input (whatever it is: the user chose it).
+HuevaneToolFileRead readToolFile(const std::string& path, size_t limit);
+
+#endif  // HUEVANE_TOOLS_HUEVANETOOLFILE_H
