@@ -2,12 +2,16 @@
 
 #include <sys/stat.h>
 
+#include <CLI/CLI.hpp>
+
 #include <cstdio>
 #include <fstream>
-#include <nlohmann/json.hpp>
+#include <memory>
 
 #include "HuevaneDataLut.h"
 #include "HuevaneMatrixText.h"
+#include "HuevaneToolFile.h"
+#include "HuevaneToolJson.h"
 
 namespace {
 
@@ -208,15 +212,15 @@ void writeText(const std::vector<HuevaneDifference>& differences, std::ostream& 
     out << differences.size() << " difference" << (differences.size() == 1 ? "" : "s") << "\n";
 }
 
-nlohmann::json placeJson(const HuevaneLutPlace& place) {
+HuevaneJson placeJson(const HuevaneLutPlace& place) {
     if (place.line <= 0 && place.file.empty()) return nullptr;
     return {{"file", place.file}, {"line", place.line}};
 }
 
-void writeJson(const std::vector<HuevaneDifference>& differences, std::ostream& out) {
-    nlohmann::json list = nlohmann::json::array();
+void writeJsonDocument(const std::vector<HuevaneDifference>& differences, std::ostream& out) {
+    HuevaneJson list = HuevaneJson::array();
     for (const HuevaneDifference& d : differences) {
-        nlohmann::json item = {{"kind", d.kind}, {"detail", d.detail}};
+        HuevaneJson item = {{"kind", d.kind}};
         if (d.modeId >= 0) item["mode_id"] = d.modeId;
         if (d.intentId >= 0) item["intent_id"] = d.intentId;
         if (d.entry >= 0) item["entry"] = d.entry;
@@ -226,6 +230,7 @@ void writeJson(const std::vector<HuevaneDifference>& differences, std::ostream& 
             item["a"] = placeJson(d.a);
             item["b"] = placeJson(d.b);
         }
+        item["detail"] = d.detail;
         if (d.index >= 0) item["index"] = d.index;
         if (!d.aValue.empty() || !d.bValue.empty()) {
             item["a_value"] = d.aValue;
@@ -233,28 +238,45 @@ void writeJson(const std::vector<HuevaneDifference>& differences, std::ostream& 
         }
         list.push_back(item);
     }
-    nlohmann::json document = {{"same", differences.empty()}, {"differences", list}};
-    out << document.dump(2) << "\n";
+    writeJson(out, {{"same", differences.empty()}, {"differences", list}});
 }
 
-enum class InputKind { missing, root, parcel, calibration };
+enum class InputKind { unreadable, root, parcel, calibration };
 
+// Only regular files are opened, so a FIFO or a device never blocks the tool.
 InputKind inputKind(const std::string& path) {
     struct stat status;
-    if (stat(path.c_str(), &status) != 0) return InputKind::missing;
+    if (stat(path.c_str(), &status) != 0) return InputKind::unreadable;
     if (S_ISDIR(status.st_mode)) return InputKind::root;
+    if (!S_ISREG(status.st_mode)) return InputKind::unreadable;
     std::ifstream file(path, std::ios::binary);
-    const int first = file.get();
-    return first == PVX_DATA_MAGIC ? InputKind::parcel : InputKind::calibration;
+    if (!file) return InputKind::unreadable;
+    return file.get() == PVX_DATA_MAGIC ? InputKind::parcel : InputKind::calibration;
 }
 
 bool loadModel(const std::string& path, InputKind kind, uint32_t display,
-               HuevaneCalibrationModel* model, std::ostream& err) {
+               HuevaneCalibrationModel* model, HuevaneDiagnostics& diagnostics) {
     *model = kind == InputKind::root ? loadDeviceCalibration(path, display)
                                      : loadCalibrationFile(path);
-    for (const std::string& line : model->errors) err << line << "\n";
+    for (const HuevaneFinding& finding : model->errors) diagnostics.report(finding);
     return model->errors.empty();
 }
+
+bool loadParcel(const std::string& path, HuevaneParcelModel* parcel,
+                HuevaneDiagnostics& diagnostics) {
+    HuevaneToolFileRead file = readToolFile(path, PVX_PARCEL_MAX_SIZE);
+    std::string why = file.error;
+    if (file.ok && readParcelModel(reinterpret_cast<const uint8_t*>(file.bytes.data()),
+                                   file.bytes.size(), parcel, &why)) {
+        return true;
+    }
+    diagnostics.error(path, 0, "not a parcel: " + why);
+    return false;
+}
+
+struct DiffOptions {
+    std::string a, b;
+};
 
 }  // namespace
 
@@ -308,41 +330,55 @@ std::vector<HuevaneDifference> diffParcels(const HuevaneParcelModel& a,
 
 void writeDifferences(const std::vector<HuevaneDifference>& differences, bool json,
                       std::ostream& out) {
-    json ? writeJson(differences, out) : writeText(differences, out);
+    json ? writeJsonDocument(differences, out) : writeText(differences, out);
 }
 
 int runDiff(const std::string& a, const std::string& b, uint32_t display, bool json,
-            std::ostream& out, std::ostream& err) {
+            std::ostream& out, HuevaneDiagnostics& diagnostics) {
     const InputKind ka = inputKind(a), kb = inputKind(b);
     for (const std::string* path : {&a, &b}) {
-        if (inputKind(*path) == InputKind::missing) {
-            err << *path << ":0: error: cannot read it\n";
-            return 2;
+        if (inputKind(*path) == InputKind::unreadable) {
+            diagnostics.error(*path, 0, "cannot be read: neither a folder nor a regular file");
+            return TOOL_USAGE;
         }
     }
     const bool parcels = ka == InputKind::parcel || kb == InputKind::parcel;
     if (parcels && ka != kb) {
-        err << "huevane-tool: diff compares a parcel with a parcel, not with a calibration\n";
-        return 2;
+        diagnostics.error("diff compares a parcel with a parcel, not with a calibration");
+        return TOOL_USAGE;
     }
     std::vector<HuevaneDifference> differences;
     if (parcels) {
         HuevaneParcelModel pa, pb;
-        std::string why;
-        for (auto side : {std::make_pair(&a, &pa), std::make_pair(&b, &pb)}) {
-            if (!readParcelFile(*side.first, side.second, &why)) {
-                err << *side.first << ":0: error: not a parcel: " << why << "\n";
-                return 2;
-            }
+        if (!loadParcel(a, &pa, diagnostics) || !loadParcel(b, &pb, diagnostics)) {
+            return TOOL_USAGE;
         }
         differences = diffParcels(pa, pb);
     } else {
         HuevaneCalibrationModel ma, mb;
-        if (!loadModel(a, ka, display, &ma, err) || !loadModel(b, kb, display, &mb, err)) {
-            return 2;
+        if (!loadModel(a, ka, display, &ma, diagnostics) ||
+            !loadModel(b, kb, display, &mb, diagnostics)) {
+            return TOOL_USAGE;
         }
         differences = diffCalibrations(ma, mb);
     }
     writeDifferences(differences, json, out);
-    return differences.empty() ? 0 : 1;
+    return differences.empty() ? TOOL_OK : TOOL_FAILED;
+}
+
+HuevaneToolRun setupDiffCommand(CLI::App& command) {
+    command.description(
+            "Compares two calibrations by meaning (two documents, or two device trees of\n"
+            "--display): modes and intents added or removed, and per (mode, intent) the LUTs\n"
+            "added, removed or changed, with both line numbers. Two parcels are compared entry\n"
+            "by entry. Exit status as diff's: 0 same, 1 different, 2 trouble.");
+    auto options = std::make_shared<DiffOptions>();
+    command.add_option("A", options->a, "calibration document, device root or parcel")
+            ->required();
+    command.add_option("B", options->b, "the same kind of input as A")->required();
+    return [options](HuevaneToolContext& context) {
+        HuevaneLibraryLogGuard quiet(context.common.logLevel);
+        return runDiff(options->a, options->b, context.common.display, context.common.json,
+                       context.out, context.diagnostics);
+    };
 }

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "HuevaneToolCommand.h"
 #include "HuevaneToolModel.h"
 
 struct HuevaneDifference {
@@ -37,8 +38,8 @@ void writeDifferences(const std::vector<HuevaneDifference>& differences, bool js
 
 // What `diff A B` compares, found from the arguments: two directories are device roots (of
 // `display`), two files starting with a parcel magic are parcels, other files calibrations.
-// Returns 0 same, 1 different, 2 trouble (with the reason on `err`).
+// Returns 0 same, 1 different, 2 trouble (each reason reported to `diagnostics`).
 int runDiff(const std::string& a, const std::string& b, uint32_t display, bool json,
-            std::ostream& out, std::ostream& err);
+            std::ostream& out, HuevaneDiagnostics& diagnostics);
 
 #endif  // HUEVANE_TOOLS_HUEVANETOOLDIFF_H

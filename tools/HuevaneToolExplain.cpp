@@ -1,23 +1,21 @@
 #include "HuevaneToolExplain.h"
 
+#include <CLI/CLI.hpp>
+
 #include <cstdio>
 #include <cstring>
 #include <memory>
-#include <nlohmann/json.hpp>
 
 #include "HuevaneImplExtension.h"
 #include "HuevaneImplMatrix.h"
 #include "HuevaneImplTransform.h"
 #include "HuevaneImplUtil.h"
 #include "HuevaneImplementation.h"
+#include "HuevaneToolDevice.h"
+#include "HuevaneToolJson.h"
 #include "IHuevane.h"
 
 namespace {
-
-struct EngineDeleter {
-    void operator()(HuevaneImplementation* engine) const { destroyInstance(engine); }
-};
-using Engine = std::unique_ptr<HuevaneImplementation, EngineDeleter>;
 
 struct StagedLut {
     HuevaneDataLut lut;
@@ -28,27 +26,12 @@ std::vector<HuevaneExtension> extensionEntries(const HuevaneToolRequest& request
     std::vector<HuevaneExtension> entries;
     for (size_t i = 0; i < count; i++) {
         HuevaneExtension entry;
-        entry.id = request.extensions[i].first;
-        entry.data = request.extensions[i].second.c_str();
-        entry.size = static_cast<uint32_t>(request.extensions[i].second.size());
+        entry.id = request.extensions[i].id;
+        entry.data = request.extensions[i].text.c_str();
+        entry.size = static_cast<uint32_t>(request.extensions[i].text.size());
         entries.push_back(entry);
     }
     return entries;
-}
-
-bool stageRequest(IHuevane& engine, const HuevaneToolRequest& request) {
-    int32_t result = request.hasIntent
-                             ? engine.setColorModeWithRenderIntent(request.mode, request.intent)
-                             : engine.setColorMode(request.mode);
-    if (result == 0 && request.hasTransform) {
-        result = engine.setColorTransform(request.transform, 0);
-    }
-    if (result == 0 && !request.extensions.empty()) {
-        std::vector<HuevaneExtension> entries =
-                extensionEntries(request, request.extensions.size());
-        result = engine.setColorExtension(entries);
-    }
-    return result == 0;
 }
 
 // The extension source's LUTs, each with the index of the list entry that made it: the source is
@@ -149,10 +132,6 @@ std::vector<HuevaneExplainEntry> assemble(HuevaneImplementation& engine,
     return accounts;
 }
 
-std::string errorLine(const std::string& where, const std::string& message) {
-    return where + ":0: error: " + message;
-}
-
 // True when the accounted entries pack into the engine's parcel, sequence number aside.
 bool matchesParcel(HuevaneImplementation& engine, std::vector<HuevaneExplainEntry>* entries,
                    const std::vector<uint8_t>& parcel) {
@@ -230,9 +209,9 @@ void writeText(const HuevaneExplanation& explanation, std::ostream& out) {
     }
 }
 
-nlohmann::json originJson(const HuevaneLutOrigin& origin) {
+HuevaneJson originJson(const HuevaneLutOrigin& origin) {
     static const char* const SOURCES[] = {"colour_mode", "colour_transform", "extension"};
-    nlohmann::json json = {{"source", SOURCES[origin.sourceKind]}};
+    HuevaneJson json = {{"source", SOURCES[origin.sourceKind]}};
     if (origin.sourceKind == SOURCE_KIND_COLOR_MODE) {
         json["file"] = origin.place.file;
         json["line"] = origin.place.line;
@@ -241,17 +220,17 @@ nlohmann::json originJson(const HuevaneLutOrigin& origin) {
     return json;
 }
 
-nlohmann::json matrixJson(const mat4& m) {
+HuevaneJson matrixJson(const mat4& m) {
     std::vector<int32_t> fixed;
     for (float value : m) fixed.push_back(getFixedPointFromFloat(value));
     return {{"values", m}, {"fixed_point", fixed}};
 }
 
-void writeJson(const HuevaneExplanation& explanation, std::ostream& out) {
-    nlohmann::json entries = nlohmann::json::array();
+void writeJsonDocument(const HuevaneExplanation& explanation, std::ostream& out) {
+    HuevaneJson entries = HuevaneJson::array();
     for (const HuevaneExplainEntry& entry : explanation.entries) {
         const pvx_colormode_data_header& h = entry.lut.first;
-        nlohmann::json item = {{"offset", entry.offset},
+        HuevaneJson item = {{"offset", entry.offset},
                                {"id", h.id},
                                {"node", getLutNodeName(h.id)},
                                {"attrs", {h.attr0, h.attr1, h.attr2, h.attr3}},
@@ -260,9 +239,9 @@ void writeJson(const HuevaneExplanation& explanation, std::ostream& out) {
                                {"from", originJson(entry.origin)},
                                {"combined", entry.combined}};
         if (entry.combined) {
-            nlohmann::json factors = nlohmann::json::array();
+            HuevaneJson factors = HuevaneJson::array();
             for (const HuevaneExplainFactor& factor : entry.factors) {
-                nlohmann::json f = matrixJson(factor.matrix);
+                HuevaneJson f = matrixJson(factor.matrix);
                 f["from"] = originJson(factor.origin);
                 factors.push_back(f);
             }
@@ -271,35 +250,24 @@ void writeJson(const HuevaneExplanation& explanation, std::ostream& out) {
         }
         entries.push_back(item);
     }
-    nlohmann::json document = {{"parcel_size", explanation.parcelSize}, {"entries", entries}};
-    out << document.dump(2) << "\n";
+    writeJson(out, {{"parcel_size", explanation.parcelSize}, {"entries", entries}});
 }
 
 }  // namespace
 
-bool explainRequest(const std::string& root, uint32_t display, const HuevaneToolRequest& request,
-                    HuevaneExplanation* explanation, std::vector<std::string>* errors) {
-    HuevaneCalibrationModel model = loadDeviceCalibration(root, display);
-    if (!model.errors.empty()) {
-        *errors = model.errors;
+bool explainStagedRequest(IHuevane& engine, const HuevaneCalibrationModel& model,
+                          const HuevaneToolRequest& request, HuevaneExplanation* explanation,
+                          HuevaneDiagnostics& diagnostics) {
+    // The tool links the library's internals; every engine it creates is this class.
+    HuevaneImplementation& implementation = static_cast<HuevaneImplementation&>(engine);
+    std::vector<uint8_t> parcel(static_cast<size_t>(engine.getColorCoefSize()), 0);
+    if (engine.updateColorCoef(parcel.data()) != 0) {
+        diagnostics.error("the engine could not build the parcel (--log-level 1 says why)");
         return false;
     }
-    HuevaneImplUtil::setDeviceRoot(root);
-    Engine engine(static_cast<HuevaneImplementation*>(createInstance(display)));
-    HuevaneImplUtil::setDeviceRoot("");
-    if (!engine || !stageRequest(*engine, request)) {
-        errors->push_back(errorLine(model.document, "the engine refused the request"));
-        return false;
-    }
-    std::vector<uint8_t> parcel(static_cast<size_t>(engine->getColorCoefSize()), 0);
-    if (engine->updateColorCoef(parcel.data()) != 0) {
-        errors->push_back(errorLine(model.document, "the engine could not build the parcel"));
-        return false;
-    }
-    explanation->entries = assemble(*engine, model, request);
-    if (!matchesParcel(*engine, &explanation->entries, parcel)) {
-        errors->push_back(errorLine(model.document,
-                                    "the account of the entries does not give the engine's parcel"));
+    explanation->entries = assemble(implementation, model, request);
+    if (!matchesParcel(implementation, &explanation->entries, parcel)) {
+        diagnostics.error("the account of the entries does not give the engine's parcel");
         return false;
     }
     pvx_colormode_parcel_header header;
@@ -309,7 +277,7 @@ bool explainRequest(const std::string& root, uint32_t display, const HuevaneTool
 }
 
 void writeExplanation(const HuevaneExplanation& explanation, bool json, std::ostream& out) {
-    json ? writeJson(explanation, out) : writeText(explanation, out);
+    json ? writeJsonDocument(explanation, out) : writeText(explanation, out);
 }
 
 void writeMatrixRows(const mat4& matrix, const std::string& indent, std::ostream& out) {
@@ -326,4 +294,39 @@ void writeMatrixRows(const mat4& matrix, const std::string& indent, std::ostream
         }
         out << indent << line << "\n";
     }
+}
+
+namespace {
+
+int runExplain(HuevaneToolContext& context, const HuevaneToolRequestOptions& options) {
+    HuevaneToolRequest request;
+    if (!getToolRequest(context, options, &request)) return TOOL_USAGE;
+    HuevaneToolDevice device(context);
+    if (!device.open()) return TOOL_FAILED;
+    IHuevane& engine = device.getEngine();
+    if (stageToolRequest(engine, request, context.diagnostics) != TOOL_OK) return TOOL_FAILED;
+    HuevaneCalibrationModel model =
+            loadDeviceCalibration(context.common.root, context.common.display);
+    for (const HuevaneFinding& finding : model.errors) context.diagnostics.report(finding);
+    HuevaneExplanation explanation;
+    if (!model.errors.empty() ||
+        !explainStagedRequest(engine, model, request, &explanation, context.diagnostics)) {
+        return TOOL_FAILED;
+    }
+    writeExplanation(explanation, context.common.json, context.out);
+    return TOOL_OK;
+}
+
+}  // namespace
+
+HuevaneToolRun setupExplainCommand(CLI::App& command) {
+    command.description(
+            "Builds the parcel of one request, as parcel does, and tells for every entry the\n"
+            "source that produced it: the colour mode (document and line), the colour transform,\n"
+            "or an extension (its index in the --extension/--attributes list). For gamma_matrix\n"
+            "and linear_matrix it lists the matrices the stage multiplied, left to right, and\n"
+            "their product.");
+    auto options = std::make_shared<HuevaneToolRequestOptions>();
+    addRequestOptions(command, options.get(), true);
+    return [options](HuevaneToolContext& context) { return runExplain(context, *options); };
 }

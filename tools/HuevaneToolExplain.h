@@ -12,18 +12,9 @@
 
 #include "HuevaneDataLut.h"
 #include "HuevaneMatrixText.h"
+#include "HuevaneToolCommand.h"
 #include "HuevaneToolModel.h"
-
-// One request as `parcel` takes it.
-struct HuevaneToolRequest {
-    uint32_t mode = 0;
-    bool hasIntent = false;
-    uint32_t intent = 0;
-    bool hasTransform = false;
-    float transform[16] = {};
-    // Extension list in order; id 0 is an attribute entry.
-    std::vector<std::pair<uint32_t, std::string>> extensions;
-};
+#include "HuevaneToolRequest.h"
 
 // Which source staged a LUT: source kind 0 (colour mode, with its place in the calibration),
 // 1 (colour transform) or 2 (extension, with its index in the extension list).
@@ -53,11 +44,13 @@ struct HuevaneExplanation {
     std::vector<HuevaneExplainEntry> entries;
 };
 
-// Builds the request's parcel with a real engine and accounts for each of its entries. False, with
-// "FILE:LINE: error: ..." lines in `errors`, when the calibration cannot be read, the engine
-// refuses, or the account does not give the engine's parcel byte for byte.
-bool explainRequest(const std::string& root, uint32_t display, const HuevaneToolRequest& request,
-                    HuevaneExplanation* explanation, std::vector<std::string>* errors);
+// Builds the parcel of an engine that has `request` staged (and nothing else) and accounts for
+// each of its entries, following the sources through `model`, the engine's calibration. False,
+// with the reason reported, when the engine cannot build the parcel or the account does not give
+// the engine's parcel byte for byte.
+bool explainStagedRequest(IHuevane& engine, const HuevaneCalibrationModel& model,
+                          const HuevaneToolRequest& request, HuevaneExplanation* explanation,
+                          HuevaneDiagnostics& diagnostics);
 
 void writeExplanation(const HuevaneExplanation& explanation, bool json, std::ostream& out);
 

@@ -1,9 +1,7 @@
 #include "HuevaneToolModel.h"
 
-#include <fcntl.h>
 #include <libxml/parser.h>
 #include <libxml/tree.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -15,9 +13,16 @@
 #include "HuevaneImplColorMode.h"
 #include "HuevaneImplColorModeXml.h"
 #include "HuevaneImplUtil.h"
+#include "HuevaneLogSink.h"
 #include "HuevaneXmlError.h"
 
 namespace {
+
+bool gForwardLibraryLog = false;
+
+bool onLibraryLine(const HuevaneLogRecord&) {
+    return gForwardLibraryLog;
+}
 
 struct XmlDocFree {
     void operator()(xmlDoc* document) const { xmlFreeDoc(document); }
@@ -27,7 +32,7 @@ using XmlDoc = std::unique_ptr<xmlDoc, XmlDocFree>;
 // Collects libxml2's complaints as one line each while the reader parses.
 class XmlErrorLines {
   public:
-    explicit XmlErrorLines(std::vector<std::string>* lines) : mLines(lines) {
+    explicit XmlErrorLines(std::vector<HuevaneFinding>* lines) : mLines(lines) {
         xmlSetStructuredErrorFunc(this, onError);
     }
     ~XmlErrorLines() { xmlSetStructuredErrorFunc(nullptr, nullptr); }
@@ -40,13 +45,15 @@ class XmlErrorLines {
         while (!message.empty() && (message.back() == '\n' || message.back() == ' ')) {
             message.pop_back();
         }
-        const char* file = error->file != nullptr ? error->file : "(document)";
-        const char* severity = error->level == XML_ERR_WARNING ? "warning" : "error";
-        static_cast<XmlErrorLines*>(context)->mLines->push_back(
-                std::string(file) + ":" + std::to_string(error->line) + ": " + severity + ": " +
-                message);
+        HuevaneFinding finding;
+        finding.severity =
+                error->level == XML_ERR_WARNING ? HuevaneSeverity::WARNING : HuevaneSeverity::ERROR;
+        finding.file = error->file != nullptr ? error->file : "";
+        finding.line = error->line;
+        finding.message = message;
+        static_cast<XmlErrorLines*>(context)->mLines->push_back(finding);
     }
-    std::vector<std::string>* mLines;
+    std::vector<HuevaneFinding>* mLines;
 };
 
 std::string documentFile(const xmlDoc* document) {
@@ -103,9 +110,19 @@ Places placeLuts(HuevaneImplColorModeXml& reader, xmlDoc* document,
     return places;
 }
 
-HuevaneCalibrationModel loadCalibration(std::vector<std::string> names, const std::string& what) {
+HuevaneFinding error(const std::string& file, long line, const std::string& message) {
+    HuevaneFinding finding;
+    finding.file = file;
+    finding.line = line;
+    finding.message = message;
+    return finding;
+}
+
+// `missing` is the error when no candidate could be read and libxml2 said nothing.
+HuevaneCalibrationModel loadCalibration(std::vector<std::string> names,
+                                        const HuevaneFinding& missing) {
     HuevaneCalibrationModel model;
-    std::vector<std::string> complaints;
+    std::vector<HuevaneFinding> complaints;
     XmlErrorLines lines(&complaints);
     HuevaneImplColorModeXml reader(names);
     const size_t readerComplaints = complaints.size();
@@ -114,7 +131,7 @@ HuevaneCalibrationModel loadCalibration(std::vector<std::string> names, const st
     complaints.resize(readerComplaints);
     model.errors = std::move(complaints);
     if (!document) {
-        if (model.errors.empty()) model.errors.push_back(what + ":0: error: cannot be read");
+        if (model.errors.empty()) model.errors.push_back(missing);
         return model;
     }
     model.warnings = std::move(model.errors);
@@ -122,9 +139,8 @@ HuevaneCalibrationModel loadCalibration(std::vector<std::string> names, const st
     model.document = documentFile(document.get());
     xmlNodePtr root = xmlDocGetRootElement(document.get());
     if (root == nullptr || !HuevaneImplColorModeXmlBase::isElementNamed(root, "Calib_Data")) {
-        model.errors.push_back(model.document + ":" +
-                               std::to_string(root ? xmlGetLineNo(root) : 1) +
-                               ": error: the root element is not <Calib_Data>");
+        model.errors.push_back(error(model.document, root ? xmlGetLineNo(root) : 1,
+                                     "the root element is not <Calib_Data>"));
         return model;
     }
     Places places = placeLuts(reader, document.get(), &model.subDocuments);
@@ -146,6 +162,15 @@ HuevaneCalibrationModel loadCalibration(std::vector<std::string> names, const st
 
 }  // namespace
 
+HuevaneLibraryLogGuard::HuevaneLibraryLogGuard(int logLevel) {
+    gForwardLibraryLog = logLevel >= 0;
+    setHuevaneLogSink(onLibraryLine);
+}
+
+HuevaneLibraryLogGuard::~HuevaneLibraryLogGuard() {
+    setHuevaneLogSink(nullptr);
+}
+
 std::string placeText(const HuevaneLutPlace& place) {
     return place.file.empty() ? "" : place.file + ":" + std::to_string(place.line);
 }
@@ -162,10 +187,10 @@ HuevaneCalibrationModel loadCalibrationFile(const std::string& path) {
     HuevaneImplUtil::setDeviceRoot("");
     if (access(path.c_str(), R_OK) != 0) {
         HuevaneCalibrationModel model;
-        model.errors.push_back(path + ":0: error: " + strerror(errno));
+        model.errors.push_back(error(path, 0, strerror(errno)));
         return model;
     }
-    return loadCalibration({path}, path);
+    return loadCalibration({path}, error(path, 0, "not a calibration document"));
 }
 
 HuevaneCalibrationModel loadDeviceCalibration(const std::string& root, uint32_t display) {
@@ -176,7 +201,9 @@ HuevaneCalibrationModel loadDeviceCalibration(const std::string& root, uint32_t 
         if (!name.empty()) tried += (tried.empty() ? "" : ", ") + name;
     }
     HuevaneCalibrationModel model = loadCalibration(
-            names, root + ": display " + std::to_string(display) + " (tried " + tried + ")");
+            names, error("", 0,
+                         "no calibration document of display " + std::to_string(display) +
+                                 " under " + root + " exists; tried " + tried));
     HuevaneImplUtil::setDeviceRoot("");
     return model;
 }
@@ -256,31 +283,4 @@ bool readParcelModel(const uint8_t* data, size_t size, HuevaneParcelModel* parce
         offset += entrySize;
     }
     return true;
-}
-
-bool readParcelFile(const std::string& path, HuevaneParcelModel* parcel, std::string* error) {
-    int fd = open(path.c_str(), O_RDONLY | O_NONBLOCK);
-    if (fd < 0) {
-        *error = strerror(errno);
-        return false;
-    }
-    struct stat status;
-    if (fstat(fd, &status) != 0 || !S_ISREG(status.st_mode)) {
-        close(fd);
-        *error = "not a regular file";
-        return false;
-    }
-    // One byte more than a parcel can hold tells a too-long file from a full one.
-    std::vector<uint8_t> bytes(static_cast<size_t>(PVX_PARCEL_MAX_SIZE) + 1);
-    size_t size = 0;
-    ssize_t got = 0;
-    while (size < bytes.size() && (got = read(fd, bytes.data() + size, bytes.size() - size)) > 0) {
-        size += static_cast<size_t>(got);
-    }
-    close(fd);
-    if (got < 0) {
-        *error = strerror(errno);
-        return false;
-    }
-    return readParcelModel(bytes.data(), size, parcel, error);
 }

@@ -12,6 +12,7 @@
 #include "HuevaneDataLut.h"
 #include "HuevaneMatrixText.h"
 #include "HuevaneParcel.h"
+#include "HuevaneToolDiagnostics.h"
 #include "IHuevane.h"
 
 // Where a calibration LUT was written: file as opened on this host, 1-based line (0 unknown).
@@ -40,12 +41,22 @@ struct HuevaneCalibrationModel {
     std::vector<HuevaneMode> modes;
     // The pairs in the order the compositor is offered them: mode list, then each intent list.
     std::vector<HuevaneModelPair> pairs;
-    // "FILE:LINE: error: MESSAGE" lines; the model is unusable when there are any.
-    std::vector<std::string> errors;
-    // What libxml2 said about documents that were read anyway, or passed over for a later one.
-    std::vector<std::string> warnings;
+    // Why no calibration could be read; the model is unusable when there are any.
+    std::vector<HuevaneFinding> errors;
+    // What libxml2 said about documents that were passed over for a later one.
+    std::vector<HuevaneFinding> warnings;
 
     const HuevaneModelPair* findPair(uint32_t modeId, uint32_t intentId) const;
+};
+
+// Keeps the library's log lines off the tool's output while models are loaded, unless the user
+// asked for them with --log-level.
+class HuevaneLibraryLogGuard {
+  public:
+    explicit HuevaneLibraryLogGuard(int logLevel);
+    ~HuevaneLibraryLogGuard();
+    HuevaneLibraryLogGuard(const HuevaneLibraryLogGuard&) = delete;
+    HuevaneLibraryLogGuard& operator=(const HuevaneLibraryLogGuard&) = delete;
 };
 
 // A calibration file on its own: sub documents are looked for beside it, as the library names them.
@@ -74,7 +85,5 @@ struct HuevaneParcelModel {
 // Reads parcel bytes; false (with `error` set) when they do not hold a whole parcel.
 bool readParcelModel(const uint8_t* data, size_t size, HuevaneParcelModel* parcel,
                      std::string* error);
-// Reads a parcel file of at most one parcel's size; false with the reason in `error`.
-bool readParcelFile(const std::string& path, HuevaneParcelModel* parcel, std::string* error);
 
 #endif  // HUEVANE_TOOLS_HUEVANETOOLMODEL_H

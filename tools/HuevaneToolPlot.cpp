@@ -1,11 +1,15 @@
 #include "HuevaneToolPlot.h"
 
+#include <CLI/CLI.hpp>
+
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <memory>
 #include <vector>
 
 #include "HuevaneDataLut.h"
+#include "HuevaneImplColorModeXml.h"
 
 namespace {
 
@@ -198,4 +202,76 @@ std::string plotPairSvg(const HuevaneModelPair& pair, const HuevanePlotOptions& 
                                   ", intent " + std::to_string(pair.intent.intentId) + " " +
                                   pair.intent.intentName);
     return svg + body + "</svg>\n";
+}
+
+const HuevaneModelPair* findToolPair(HuevaneToolContext& context,
+                                     const HuevaneCalibrationModel& model, uint32_t modeId,
+                                     uint32_t intentId) {
+    for (const HuevaneFinding& finding : model.errors) context.diagnostics.report(finding);
+    if (!model.errors.empty()) return nullptr;
+    const HuevaneModelPair* pair = model.findPair(modeId, intentId);
+    if (pair != nullptr) return pair;
+    std::string offered;
+    for (const HuevaneModelPair& other : model.pairs) {
+        offered += (offered.empty() ? "" : ", ") + std::to_string(other.mode.modeId) + "/" +
+                   std::to_string(other.intent.intentId);
+    }
+    context.diagnostics.error(model.document, 0,
+                              "no mode " + std::to_string(modeId) + " with intent " +
+                                      std::to_string(intentId) + "; offered (mode/intent): " +
+                                      (offered.empty() ? "none" : offered));
+    return nullptr;
+}
+
+namespace {
+
+struct PlotCommandOptions {
+    std::string file;
+    uint32_t mode = 0;
+    uint32_t intent = 0;
+    std::string node;
+};
+
+int runPlot(HuevaneToolContext& context, const PlotCommandOptions& options) {
+    if (!options.node.empty() &&
+        HuevaneImplColorModeXml::getPvxColorModeNodeId(options.node.c_str()) == 0) {
+        context.diagnostics.error("--node " + options.node + " is no LUT node name");
+        return TOOL_USAGE;
+    }
+    HuevaneLibraryLogGuard quiet(context.common.logLevel);
+    HuevaneCalibrationModel model =
+            options.file.empty()
+                    ? loadDeviceCalibration(context.common.root, context.common.display)
+                    : loadCalibrationFile(options.file);
+    const HuevaneModelPair* pair = findToolPair(context, model, options.mode, options.intent);
+    if (pair == nullptr) return TOOL_FAILED;
+    HuevanePlotOptions plot;
+    plot.node = options.node;
+    if (countPlottedLuts(*pair, plot) == 0) {
+        context.diagnostics.error(model.document, 0,
+                                  "mode " + std::to_string(options.mode) + ", intent " +
+                                          std::to_string(options.intent) + " has no " +
+                                          (options.node.empty() ? "LUT" : options.node + " LUT"));
+        return TOOL_FAILED;
+    }
+    context.out << plotPairSvg(*pair, plot);
+    return TOOL_OK;
+}
+
+}  // namespace
+
+HuevaneToolRun setupPlotCommand(CLI::App& command) {
+    command.description(
+            "Draws the LUTs of one mode and intent as a plain SVG picture (-o FILE.svg): each\n"
+            "list of numbers as a curve of value against index, each matrix as its numbers and\n"
+            "what it makes of red, green, blue and white. Reads the device tree of --root and\n"
+            "--display, or the calibration document FILE.");
+    auto options = std::make_shared<PlotCommandOptions>();
+    command.add_option("FILE", options->file, "a calibration document instead of a device tree");
+    command.add_option("--mode", options->mode, "colour mode id")->type_name("M")->required();
+    command.add_option("--intent", options->intent, "render intent id (default 0)")
+            ->type_name("I");
+    command.add_option("--node", options->node, "only the LUTs of this node (a node name)")
+            ->type_name("NAME");
+    return [options](HuevaneToolContext& context) { return runPlot(context, *options); };
 }

@@ -8,6 +8,7 @@
 #include <string>
 
 #include "HuevaneMatrixText.h"
+#include "HuevaneToolCommand.h"
 #include "HuevaneToolModel.h"
 
 struct HuevanePlotOptions {
@@ -26,5 +27,11 @@ std::array<std::array<float, 3>, 4> getMatrixPrimaries(const mat4& matrix);
 
 // Text made safe for XML and HTML character data and attribute values.
 std::string escapeMarkup(const std::string& text);
+
+// The pair of a loaded model, or null with the reason reported (the model's errors, or the pairs
+// that are offered).
+const HuevaneModelPair* findToolPair(HuevaneToolContext& context,
+                                     const HuevaneCalibrationModel& model, uint32_t modeId,
+                                     uint32_t intentId);
 
 #endif  // HUEVANE_TOOLS_HUEVANETOOLPLOT_H

@@ -1,6 +1,11 @@
 #include "HuevaneToolReport.h"
 
+#include <CLI/CLI.hpp>
+
 #include <cstdio>
+#include <sstream>
+
+#include "HuevaneCalibrationLint.h"
 
 #include "HuevaneDataLut.h"
 #include "HuevaneMatrixText.h"
@@ -136,4 +141,28 @@ std::string reportHtml(const HuevaneCalibrationModel& model, const std::string& 
     for (const HuevaneModelPair& pair : model.pairs) html += pairSection(pair);
     html += findingsSection(findings);
     return html + "</body>\n</html>\n";
+}
+
+HuevaneToolRun setupReportCommand(CLI::App& command) {
+    command.description(
+            "Writes one self-contained HTML page (-o FILE.html) for the calibration of --display\n"
+            "in the device tree of --root: the modes and intents, per pair its LUTs with their\n"
+            "curves and its matrices, and the lint findings. The page fetches nothing.");
+    return [](HuevaneToolContext& context) {
+        HuevaneLibraryLogGuard quiet(context.common.logLevel);
+        HuevaneCalibrationModel model =
+                loadDeviceCalibration(context.common.root, context.common.display);
+        for (const HuevaneFinding& finding : model.errors) context.diagnostics.report(finding);
+        if (!model.errors.empty()) return TOOL_FAILED;
+        std::string lint;
+        lintCalibrationFile(model.document, &lint);
+        std::vector<std::string> findings;
+        std::istringstream lines(lint);
+        for (std::string line; std::getline(lines, line);) findings.push_back(line);
+        context.out << reportHtml(model,
+                                  "Calibration of display " +
+                                          std::to_string(context.common.display),
+                                  findings);
+        return TOOL_OK;
+    };
 }

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "HuevaneToolCommand.h"
 #include "HuevaneToolModel.h"
 
 // `findings` are lint lines, "FILE:LINE: SEVERITY: MESSAGE". The page fetches nothing: no

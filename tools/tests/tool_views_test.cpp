@@ -10,17 +10,28 @@
 #include <sstream>
 
 #include "HuevaneLogSink.h"
+#include "HuevaneTool.h"
 #include "HuevaneToolDiff.h"
+#include "HuevaneToolJson.h"
 #include "HuevaneToolExplain.h"
 #include "HuevaneToolPlot.h"
 #include "HuevaneToolReport.h"
 
 namespace {
 
-const std::string DATA = HUEVANE_TOOL_TESTDATA;
-const std::string SAMPLE_DEVICE = HUEVANE_SAMPLE_DEVICE;
-
 bool quiet(const HuevaneLogRecord&) { return false; }
+
+const std::string SOURCE = HUEVANE_SOURCE_DIR;
+const std::string DATA = SOURCE + "/tools/testdata";
+const std::string SAMPLE_DEVICE = SOURCE + "/examples/device";
+
+int runTool(const std::vector<std::string>& args, std::string* out = nullptr) {
+    std::ostringstream output, errors;
+    const int status = runHuevaneTool(args, output, errors);
+    setHuevaneLogSink(quiet);  // the tool hands the library's lines back to liblog
+    if (out != nullptr) *out = output.str();
+    return status;
+}
 
 class ToolViews : public ::testing::Test {
   protected:
@@ -85,11 +96,16 @@ TEST_F(ToolViews, DiffExitsLikeDiff) {
             {DATA + "/good.parcel", DATA + "/diff_a.xml", 2},
             {DATA + "/diff_a.xml", DATA + "/missing.xml", 2},
             {DATA + "/diff_a.xml", DATA + "/lint_broken.xml", 2},
+            {"/dev/null", DATA + "/diff_a.xml", 2},
     };
     for (const auto& c : cases) {
-        std::ostringstream out, err;
-        EXPECT_EQ(runDiff(c.a, c.b, 0, false, out, err), c.exit) << c.a << " " << c.b << err.str();
+        EXPECT_EQ(runTool({"diff", c.a, c.b}), c.exit) << c.a << " " << c.b;
     }
+    std::string out;
+    EXPECT_EQ(runTool({"diff", "--json", DATA + "/diff_a.xml", DATA + "/diff_b.xml"}, &out), 1);
+    HuevaneJson document = HuevaneJson::parse(out);
+    EXPECT_EQ(document["same"], false);
+    EXPECT_EQ(document["differences"].size(), 3u);
 }
 
 TEST_F(ToolViews, DiffOfParcelsGoesEntryByEntry) {
@@ -114,50 +130,46 @@ TEST_F(ToolViews, DiffOfParcelsGoesEntryByEntry) {
 }
 
 TEST_F(ToolViews, ExplainAccountsForEveryEntryAndTheMatrixProduct) {
-    HuevaneToolRequest request;
-    request.mode = 1;
-    // Column-major: row 0 takes a quarter of green. Every matrix LUT has attributes 255, so the
-    // stage's LUTs all stand for one entry.
-    const float transform[16] = {1, 0, 0, 0, 0.25f, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
-    std::copy(transform, transform + 16, request.transform);
-    request.hasTransform = true;
-    request.extensions = {{0, "255"},
-                          {6, "1,65536,0,0,0,0,65536,0,0,0,0,131072,0,8192,0,0,65536"},
-                          {8, "1,2,3"}};
-    HuevaneExplanation explanation;
-    std::vector<std::string> errors;
-    ASSERT_TRUE(explainRequest(DATA + "/explain_device", 0, request, &explanation, &errors))
-            << (errors.empty() ? "" : errors[0]);
-    ASSERT_EQ(explanation.entries.size(), 3u);
-    const HuevaneExplainEntry& degamma = explanation.entries[0];
-    EXPECT_EQ(degamma.origin.sourceKind, 0);
-    EXPECT_EQ(degamma.origin.place.line, 6);
-    EXPECT_EQ(explanation.entries[1].origin.extensionEntry, 2);
-    EXPECT_EQ(explanation.entries[1].offset, 12u + degamma.lut.first.total_size);
+    // The transform, column-major, takes a quarter of green into red. Every matrix LUT has
+    // attributes 255, so the stage's LUTs all stand for one entry.
+    std::string out;
+    ASSERT_EQ(runTool({"--root", DATA + "/explain_device", "explain", "--json", "--mode", "1",
+                       "--transform", "1,0,0,0, 0.25,1,0,0, 0,0,1,0, 0,0,0,1", "--attributes",
+                       "255", "--extension",
+                       "gamma_matrix:1,65536,0,0,0,0,65536,0,0,0,0,131072,0,8192,0,0,65536",
+                       "--extension", "hsc:1,2,3"},
+                      &out),
+              0);
+    HuevaneJson entries = HuevaneJson::parse(out)["entries"];
+    ASSERT_EQ(entries.size(), 3u);
+    EXPECT_EQ(entries[0]["from"]["source"], "colour_mode");
+    EXPECT_EQ(entries[0]["from"]["line"], 6);
+    EXPECT_EQ(entries[1]["from"]["extension_entry"], 2);
+    EXPECT_EQ(entries[1]["offset"], 12 + entries[0]["total_size"].get<int>());
 
     // The extension's matrix first, then the transform, then the mode's: E x T x M, read as rows
     //   E = [1 0 0 .125; 0 1 0 0; 0 0 2 0]  T = [1 .25 0 0; ...]  M = diag(.5, .75, 1)
     //   E x T x M = [.5 .1875 0 .125; 0 .75 0 0; 0 0 2 0; 0 0 0 1]
-    const HuevaneExplainEntry& matrix = explanation.entries[2];
-    ASSERT_TRUE(matrix.combined);
-    ASSERT_EQ(matrix.factors.size(), 3u);
-    const int kinds[3] = {2, 1, 0};
-    for (int f = 0; f < 3; f++) EXPECT_EQ(matrix.factors[f].origin.sourceKind, kinds[f]);
-    EXPECT_EQ(matrix.factors[0].origin.extensionEntry, 1);
-    EXPECT_EQ(matrix.factors[2].origin.place.line, 7);
-    EXPECT_EQ(matrix.factors[1].matrix[4], 0.25f);
-    const mat4 product = {0.5f, 0, 0, 0, 0.1875f, 0.75f, 0, 0, 0, 0, 2, 0, 0.125f, 0, 0, 1};
-    EXPECT_EQ(matrix.product, product);
-    EXPECT_EQ(matrix.lut.second, "1,32768,0,0,0,12288,49152,0,0,0,0,131072,0,8192,0,0,65536");
+    const HuevaneJson& matrix = entries[2];
+    ASSERT_EQ(matrix["factors"].size(), 3u);
+    const char* const sources[3] = {"extension", "colour_transform", "colour_mode"};
+    for (int f = 0; f < 3; f++) EXPECT_EQ(matrix["factors"][f]["from"]["source"], sources[f]);
+    EXPECT_EQ(matrix["factors"][0]["from"]["extension_entry"], 1);
+    EXPECT_EQ(matrix["factors"][2]["from"]["line"], 7);
+    EXPECT_EQ(matrix["factors"][1]["values"][4], 0.25);
+    const std::vector<float> product = {0.5f, 0, 0, 0, 0.1875f, 0.75f, 0, 0,
+                                        0,    0, 2, 0, 0.125f,  0,     0, 1};
+    EXPECT_EQ(matrix["product"]["values"].get<std::vector<float>>(), product);
+    EXPECT_EQ(matrix["product"]["fixed_point"][4], 12288);
 }
 
-TEST_F(ToolViews, ExplainRefusesWhatItCannotRead) {
-    HuevaneExplanation explanation;
-    std::vector<std::string> errors;
-    EXPECT_FALSE(explainRequest(DATA + "/no_such_device", 0, HuevaneToolRequest(), &explanation,
-                                &errors));
-    ASSERT_EQ(errors.size(), 1u);
-    EXPECT_NE(errors[0].find(": error: "), std::string::npos);
+TEST_F(ToolViews, ExplainAndPlotRefuseWhatTheyCannotRead) {
+    EXPECT_EQ(runTool({"--root", DATA + "/no_such_device", "explain", "--mode", "1"}), 1);
+    EXPECT_EQ(runTool({"--root", DATA + "/explain_device", "explain", "--mode", "9"}), 1);
+    EXPECT_EQ(runTool({"plot", DATA + "/diff_a.xml", "--mode", "9"}), 1);
+    EXPECT_EQ(runTool({"plot", DATA + "/diff_a.xml", "--mode", "1", "--node", "scl"}), 1);
+    EXPECT_EQ(runTool({"plot", DATA + "/diff_a.xml", "--mode", "1", "--node", "nonsense"}), 2);
+    EXPECT_EQ(runTool({"--root", DATA + "/no_such_device", "report"}), 1);
 }
 
 TEST_F(ToolViews, PlotDrawsOneCurvePerNumericLutAndOnePanelPerMatrix) {
