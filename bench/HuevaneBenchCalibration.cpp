@@ -3,16 +3,17 @@
 #include <cstdint>
 #include <utility>
 
+#include "HuevaneDataLut.h"
+#include "HuevaneImplColorModeXml.h"
+
 namespace {
 
-// Node name and the number of table values in its text. Tables of 3 x 17 x 17 points for the
-// colour-gamut nodes, 3 x 257 for the tone curves, smaller ones for the rest: about 30 KB of
+// The number of table values in each LUT node's text, by node id (the library's node table
+// gives the names; the two matrix nodes carry matrix texts). Tables of 3 x 17 x 17 points for
+// the colour-gamut nodes, 3 x 257 for the tone curves, smaller ones for the rest: about 30 KB of
 // text per mode node, so one mode's parcel stays well inside the 16-bit parcel size.
-const std::pair<const char*, int> LUT_NODES[] = {
-        {"cgc17_enc", 867}, {"cgc17_con", 867},  {"cgc_dither", 48},   {"degamma", 771},
-        {"gamma", 771},     {"gamma_matrix", 0}, {"hsc48_lcg", 576},   {"hsc", 288},
-        {"scl", 130},       {"de", 64},          {"linear_matrix", 0}, {"atc", 256},
-};
+const int TABLE_VALUES[HuevaneImplColorModeXml::PVX_COLORMODE_NODE_COUNT] = {
+        0, 867, 867, 48, 771, 771, 0, 576, 288, 130, 64, 0, 256};
 
 const char GAMMA_MATRIX[] =
         "1,78643,-6554,-6554,0,-3277,72090,-3277,0,0,-13107,78643,0,0,0,0,65536";
@@ -37,11 +38,11 @@ std::string modeNode(int mode, int intent) {
                        std::to_string(intent) + "' intent_name='intent" + std::to_string(intent) +
                        "'>\n";
     uint32_t seed = static_cast<uint32_t>(mode * 131 + intent * 17);
-    for (const auto& lut : LUT_NODES) {
-        std::string name = lut.first;
-        std::string text = name == "gamma_matrix"    ? GAMMA_MATRIX
-                           : name == "linear_matrix" ? LINEAR_MATRIX
-                                                     : tableText(lut.second, seed++);
+    for (int id = 1; id < HuevaneImplColorModeXml::PVX_COLORMODE_NODE_COUNT; id++) {
+        std::string name = HuevaneImplColorModeXml::getPvxColorModeNode(id);
+        std::string text = id == PVX_NODE_GAMMA_MATRIX    ? GAMMA_MATRIX
+                           : id == PVX_NODE_LINEAR_MATRIX ? LINEAR_MATRIX
+                                                          : tableText(TABLE_VALUES[id], seed++);
         node += "    <" + name + " att0='" + std::to_string(intent) + "' att1='0'>" + text + "</" +
                 name + ">\n";
     }

@@ -13,6 +13,7 @@
 
 #include "HuevaneImplUtil.h"
 #include "HuevaneParcel.h"
+#include "HuevaneParcelReader.h"
 
 namespace {
 
@@ -35,29 +36,18 @@ void check(bool condition, const char* what) {
 }
 
 // A successful parcel must describe itself consistently: header fields, entry chain, sizes and
-// CRCs. A packer bug that writes a plausible but wrong parcel shows up here.
+// CRCs, as huevane-tool's parcel reader checks them. A packer bug that writes a plausible but
+// wrong parcel shows up here.
 void checkParcel(const uint8_t* parcel, int32_t bufferSize) {
     pvx_colormode_parcel_header header;
     memcpy(&header, parcel, sizeof(header));
-    check(header.magic == PVX_DATA_MAGIC, "parcel magic");
-    check(header.header_size == PVX_PARCEL_HEADER_SIZE, "parcel header_size");
-    check(header.magic_word == PVX_PARCEL_MAGIC_WORD, "parcel magic_word");
     check(header.total_size <= bufferSize, "parcel larger than the reported size");
-    size_t offset = PVX_PARCEL_HEADER_SIZE;
-    for (int k = 0; k < header.num_data; k++) {
-        check(offset + PVX_DATA_HEADER_SIZE <= header.total_size, "entry header past the end");
-        pvx_colormode_data_header entry;
-        memcpy(&entry, parcel + offset, sizeof(entry));
-        check(entry.header_size == PVX_DATA_HEADER_SIZE, "entry header_size");
-        check(entry.total_size >= PVX_DATA_HEADER_SIZE + 1, "entry total_size");
-        check(offset + entry.total_size <= header.total_size, "entry past the end");
-        const uint8_t* text = parcel + offset + PVX_DATA_HEADER_SIZE;
-        const int32_t length = entry.total_size - PVX_DATA_HEADER_SIZE - 1;
-        check(text[length] == 0, "entry text not terminated");
-        check(HuevaneImplUtil::getCrc16(text, length + 1) == entry.crc, "entry crc");
-        offset += entry.total_size;
+    const HuevaneDecodedParcel read = readParcel(parcel, header.total_size);
+    for (const std::string& error : read.errors) check(false, error.c_str());
+    for (const HuevaneDecodedEntry& entry : read.entries) {
+        for (const std::string& error : entry.errors) check(false, error.c_str());
     }
-    check(offset == header.total_size, "entries do not fill the parcel");
+    check(read.entries.size() == header.num_data, "entries do not fill the parcel");
 }
 
 }  // namespace

@@ -6,9 +6,14 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cerrno>
+#include <cmath>
+#include <cstdio>
+#include <cstring>
 #include <cstdint>
 #include <map>
 #include <set>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -27,8 +32,26 @@ const char* const ATTRIBUTE_PROPERTIES[] = {"att0", "att1", "att2", "att3"};
 // What the engine sizes a parcel with besides the calibration LUTs: the parcel header, the
 // colour-transform budget, and the floor of the coefficient size.
 constexpr int64_t TRANSFORM_BUDGET = HuevaneImplTransform::TRANSFORM_MAX_SIZE;
-constexpr int64_t MIN_COEF_SIZE = PVX_MIN_COEF_SIZE;
 constexpr int64_t MAX_TEXT = PVX_PARCEL_MAX_SIZE - PVX_DATA_HEADER_SIZE - 1;
+// How far a row sum of a matrix's 3x3 part may stray from 1 before white visibly shifts.
+constexpr float WHITE_TOLERANCE = 0.01f;
+
+// True when a comma-separated field holds digits the library reads, but outside 32 bits.
+bool hasFieldOutOfRange(const std::string& text) {
+    const char* p = text.data();
+    const char* const end = p + text.size();
+    while (p <= end) {
+        const char* comma = p;
+        while (comma < end && *comma != ',') comma++;
+        int64_t number = 0;
+        if (HuevaneImplUtil::parseDecimal(p, comma, &number) &&
+            (number < INT32_MIN || number > INT32_MAX)) {
+            return true;
+        }
+        p = comma + 1;
+    }
+    return false;
+}
 
 using LutKey = std::pair<uint32_t, uint32_t>;
 
@@ -40,11 +63,24 @@ std::string nameOf(const xmlNode* node) {
     return reinterpret_cast<const char*>(node->name);
 }
 
+// A LUT as the parcel will carry it: its identity and its entry size.
+struct LintLut {
+    uint8_t id = 0;
+    uint8_t attr[4] = {};
+    long line = 0;
+    int64_t size = 0;
+};
+
 uint8_t lutNodeId(const xmlNode* node) {
-    for (uint8_t id = 1; id < HuevaneImplColorModeXml::PVX_COLORMODE_NODE_COUNT; id++) {
-        if (isElement(node, HuevaneImplColorModeXml::PVX_COLORMODE_NODE[id])) return id;
-    }
-    return 0;
+    if (node->type != XML_ELEMENT_NODE) return 0;
+    return static_cast<uint8_t>(HuevaneImplColorModeXml::getPvxColorModeNodeId(
+            reinterpret_cast<const char*>(node->name)));
+}
+
+uint64_t getIdentity(const LintLut& lut) {
+    uint64_t identity = lut.id;
+    for (uint8_t attr : lut.attr) identity = identity << 8 | attr;
+    return identity;
 }
 
 // An optional sign and digits, nothing else: what a calibration engineer means to write. The
@@ -61,21 +97,14 @@ bool isPlainDecimal(std::string text) {
     return true;
 }
 
-// A LUT as the parcel will carry it: its identity and its entry size.
-struct LintLut {
-    uint8_t id = 0;
-    uint8_t attr[4] = {};
-    long line = 0;
-    int64_t size = 0;
-};
-
 class CalibrationLint {
   public:
-    CalibrationLint(const std::string& path, std::string* out) : mPath(path), mOut(out) {}
-    size_t run();
+    CalibrationLint(const std::string& path, HuevaneDiagnostics& diagnostics)
+        : mPath(path), mDiagnostics(diagnostics) {}
+    void run();
 
   private:
-    void report(const std::string& file, long line, const char* severity,
+    void report(const char* rule, const std::string& file, long line, HuevaneSeverity severity,
                 const std::string& message);
     xmlDocPtr parse(const std::string& file);
     static void onXmlError(void* context, HuevaneXmlErrorPtr error);
@@ -90,24 +119,26 @@ class CalibrationLint {
     bool lintSubDocument(xmlNodePtr node, int64_t* sum);
     xmlNodePtr findTuneMode(const std::string& file, xmlDocPtr document);
     void checkParcelRoom();
+    void lintMatrix(const std::string& file, long line, const std::string& node,
+                    const std::string& text);
 
     std::string mPath;
-    std::string* mOut;
+    HuevaneDiagnostics& mDiagnostics;
     std::string mParsing;  // file whose parse errors onXmlError is collecting
     std::set<std::string> mReported;
-    size_t mProblems = 0;
+    // (node id, attributes) -> line of the LUT of the mode node being read.
+    std::unordered_map<uint64_t, long> mLutIdentities;
     std::map<LutKey, std::pair<long, int64_t>> mKeys;  // line of the mode node, LUT bytes
     std::map<uint32_t, std::pair<long, HuevaneMode>> mModes;
     int64_t mMaxSum = 0;
 };
 
-void CalibrationLint::report(const std::string& file, long line, const char* severity,
-                             const std::string& message) {
-    std::string text = file + ":" + std::to_string(line) + ": " + severity + ": " + message;
+void CalibrationLint::report(const char* rule, const std::string& file, long line,
+                             HuevaneSeverity severity, const std::string& message) {
     // A sub document shared by several mode nodes is checked once per node; say it once.
-    if (!mReported.insert(text).second) return;
-    *mOut += text + "\n";
-    mProblems++;
+    std::string key = file + ":" + std::to_string(line) + ":" + rule + ":" + message;
+    if (!mReported.insert(std::move(key)).second) return;
+    mDiagnostics.report({severity, rule, file, line, message});
 }
 
 void CalibrationLint::onXmlError(void* context, HuevaneXmlErrorPtr error) {
@@ -117,7 +148,7 @@ void CalibrationLint::onXmlError(void* context, HuevaneXmlErrorPtr error) {
         message.pop_back();
     }
     bool warning = error->level == XML_ERR_WARNING;
-    lint->report(lint->mParsing, error->line, warning ? "warning" : "error",
+    lint->report(warning ? "xml-warning" : "xml-error", lint->mParsing, error->line, warning ? HuevaneSeverity::WARNING : HuevaneSeverity::ERROR,
                  "XML: " + message + (warning ? "" : " (the library cannot read this document)"));
 }
 
@@ -129,18 +160,19 @@ xmlDocPtr CalibrationLint::parse(const std::string& file) {
     return document;
 }
 
-size_t CalibrationLint::run() {
+void CalibrationLint::run() {
     if (access(mPath.c_str(), R_OK) != 0) {
-        report(mPath, 0, "error", "cannot read the file");
-        return mProblems;
+        report("file-unreadable", mPath, 0, HuevaneSeverity::ERROR,
+               std::string("cannot read: ") + strerror(errno));
+        return;
     }
     xmlDocPtr document = parse(mPath);
-    if (document == nullptr) return mProblems;
+    if (document == nullptr) return;
     xmlNodePtr root = xmlDocGetRootElement(document);
     if (root == nullptr) {
-        report(mPath, 1, "error", "no root element: the library reads an empty document");
+        report("document-empty", mPath, 1, HuevaneSeverity::ERROR, "no root element: the library reads an empty document");
     } else if (!isElement(root, "Calib_Data")) {
-        report(mPath, xmlGetLineNo(root), "error",
+        report("root-wrong", mPath, xmlGetLineNo(root), HuevaneSeverity::ERROR,
                "root element is <" + nameOf(root) +
                        ">, not <Calib_Data>: the library refuses "
                        "the document");
@@ -153,15 +185,14 @@ size_t CalibrationLint::run() {
             if (isElement(child, "mode")) {
                 lintModeNode(document, child);
             } else {
-                report(mPath, xmlGetLineNo(child), "warning",
+                report("node-not-mode", mPath, xmlGetLineNo(child), HuevaneSeverity::WARNING,
                        "<" + nameOf(child) + "> is not a mode node: the library ignores it");
             }
         }
-        if (mKeys.empty()) report(mPath, xmlGetLineNo(root), "warning", "no usable mode node");
+        if (mKeys.empty()) report("modes-none", mPath, xmlGetLineNo(root), HuevaneSeverity::WARNING, "no usable mode node");
         checkParcelRoom();
     }
     xmlFreeDoc(document);
-    return mProblems;
 }
 
 // A sub document names its LUT set with a tune mode that carries no mode properties; a main
@@ -179,7 +210,7 @@ bool CalibrationLint::checkModeProperties(xmlNodePtr node) {
         }
     }
     if (missing.empty()) return true;
-    report(mPath, xmlGetLineNo(node), "error",
+    report("mode-properties", mPath, xmlGetLineNo(node), HuevaneSeverity::ERROR,
            "mode node lacks " + missing + ": the library skips it whole");
     return false;
 }
@@ -195,11 +226,11 @@ uint32_t CalibrationLint::checkNumber(const std::string& file, xmlNodePtr node,
             HuevaneImplUtil::parseDecimal(text.data(), text.data() + text.size(), &number);
     const std::string quoted = std::string(property) + "='" + text + "'";
     if (value == PVX_VALUE_ABSENT && !(digits && number == -1)) {
-        report(file, xmlGetLineNo(node), "error",
+        report(digits ? "number-range" : "number-invalid", file, xmlGetLineNo(node), HuevaneSeverity::ERROR,
                quoted + (digits ? " is outside the signed 32-bit range" : " is not a number") +
                        ": it reads as absent (4294967295)");
     } else if (!isPlainDecimal(text)) {
-        report(file, xmlGetLineNo(node), "warning",
+        report("number-trailing", file, xmlGetLineNo(node), HuevaneSeverity::WARNING,
                quoted + " reads as " + std::to_string(static_cast<int32_t>(value)) +
                        ": the library ignores what follows the number");
     }
@@ -218,7 +249,7 @@ void CalibrationLint::checkModeIdentity(xmlNodePtr node, uint32_t modeId, uint32
     }
     const HuevaneMode& first = known->second.second;
     if (first.modeName != mode.modeName || first.gamutId != gamutId) {
-        report(mPath, xmlGetLineNo(node), "warning",
+        report("mode-identity", mPath, xmlGetLineNo(node), HuevaneSeverity::WARNING,
                "mode " + std::to_string(modeId) + " is also listed as '" + first.modeName +
                        "' (gamut " + std::to_string(first.gamutId) + ", line " +
                        std::to_string(known->second.first) +
@@ -235,7 +266,7 @@ void CalibrationLint::lintModeNode(xmlDocPtr document, xmlNodePtr node) {
     LutKey key(modeId, intentId);
     auto earlier = mKeys.find(key);
     if (earlier != mKeys.end()) {
-        report(mPath, xmlGetLineNo(node), "warning",
+        report("key-repeated", mPath, xmlGetLineNo(node), HuevaneSeverity::WARNING,
                "(mode " + std::to_string(modeId) + ", intent " + std::to_string(intentId) +
                        ") repeats the mode node at line " + std::to_string(earlier->second.first) +
                        ": only this node's LUTs remain");
@@ -249,11 +280,12 @@ void CalibrationLint::lintModeNode(xmlDocPtr document, xmlNodePtr node) {
 int64_t CalibrationLint::lintLutNodes(const std::string& file, xmlDocPtr document,
                                       xmlNodePtr first) {
     std::vector<LintLut> luts;
+    mLutIdentities.clear();
     for (xmlNodePtr node = first; node != nullptr; node = node->next) {
         if (node->type != XML_ELEMENT_NODE) continue;
         uint8_t id = lutNodeId(node);
         if (id == 0) {
-            report(file, xmlGetLineNo(node), "warning",
+            report("node-not-lut", file, xmlGetLineNo(node), HuevaneSeverity::WARNING,
                    "<" + nameOf(node) + "> is not a LUT node: the library skips it");
             continue;
         }
@@ -275,7 +307,7 @@ void CalibrationLint::lintLut(const std::string& file, xmlDocPtr document, xmlNo
             value = checkNumber(file, node, ATTRIBUTE_PROPERTIES[i]);
             int32_t number = static_cast<int32_t>(value);
             if (value != PVX_VALUE_ABSENT && (number < -1 || number > 255)) {
-                report(file, lut.line, "warning",
+                report("attribute-truncated", file, lut.line, HuevaneSeverity::WARNING,
                        std::string(ATTRIBUTE_PROPERTIES[i]) + "=" + std::to_string(number) +
                                " keeps only its low 8 bits: " + std::to_string(value & 0xFF));
             }
@@ -285,37 +317,63 @@ void CalibrationLint::lintLut(const std::string& file, xmlDocPtr document, xmlNo
     std::string text = HuevaneImplColorModeXmlBase::getLutText(document, node);
     lut.size = static_cast<int64_t>(text.size()) + PVX_DATA_HEADER_SIZE + 1;
     if (static_cast<int64_t>(text.size()) > MAX_TEXT) {
-        report(file, lut.line, "error",
+        report("text-too-long", file, lut.line, HuevaneSeverity::ERROR,
                "text of " + std::to_string(text.size()) +
                        " bytes does not fit a parcel entry "
                        "(at most " +
                        std::to_string(MAX_TEXT) + "): the parcel is refused");
     }
-    bool enabled = false;
-    mat4 matrix;
-    if ((id == PVX_NODE_GAMMA_MATRIX || id == PVX_NODE_LINEAR_MATRIX) &&
-        !getMatrixFromText(text, &enabled, &matrix)) {
-        report(file, lut.line, "error",
-               "<" + nameOf(node) +
-                       "> text is not a matrix text (a flag and 16 fixed-point "
-                       "numbers): it is sent as it is instead of being combined");
+    if (id == PVX_NODE_GAMMA_MATRIX || id == PVX_NODE_LINEAR_MATRIX) {
+        lintMatrix(file, lut.line, nameOf(node), text);
     }
-    for (const LintLut& other : *luts) {
-        if (other.id == lut.id && std::equal(other.attr, other.attr + 4, lut.attr)) {
-            report(file, lut.line, "warning",
-                   "<" + nameOf(node) + "> has the same attributes as the one at line " +
-                           std::to_string(other.line) + ": only this one reaches the parcel");
-            break;
-        }
+
+    auto earlier = mLutIdentities.emplace(getIdentity(lut), lut.line);
+    if (!earlier.second) {
+        report("lut-replaced", file, lut.line, HuevaneSeverity::WARNING,
+               "<" + nameOf(node) + "> has the same attributes as the one at line " +
+                       std::to_string(earlier.first->second) + ": only this one reaches the parcel");
+        earlier.first->second = lut.line;
     }
     luts->push_back(lut);
+}
+
+// What the matrix stages do with a matrix text: combine it when it reads, send it as it is when
+// it does not. A matrix that reads can still be suspicious to the engineer who wrote it.
+void CalibrationLint::lintMatrix(const std::string& file, long line, const std::string& node,
+                                 const std::string& text) {
+    bool enabled = false;
+    mat4 matrix;
+    if (!getMatrixFromText(text, &enabled, &matrix)) {
+        const bool range = hasFieldOutOfRange(text);
+        report(range ? "matrix-range" : "matrix-text", file, line, HuevaneSeverity::ERROR,
+               "<" + node + "> text " +
+                       (range ? "has a value outside the signed 32-bit fixed-point range"
+                              : "is not a matrix text (a flag and 16 fixed-point numbers)") +
+                       ": it is sent as it is instead of being combined");
+        return;
+    }
+    // Column-major: row r of the 3x3 part is elements r, 4 + r, 8 + r.
+    for (int r = 0; r < 3; r++) {
+        const float sum = matrix[r] + matrix[4 + r] + matrix[8 + r];
+        if (std::fabs(sum - 1.0f) > WHITE_TOLERANCE) {
+            char value[32];
+            snprintf(value, sizeof(value), "%.4f", sum);
+            report("matrix-white", file, line, HuevaneSeverity::NOTE,
+                   "<" + node + "> row " + std::to_string(r) + " sums to " + value +
+                           ": white does not stay white");
+        }
+        if (matrix[5 * r] < 0.0f) {
+            report("matrix-negative-gain", file, line, HuevaneSeverity::NOTE,
+                   "<" + node + "> gain of row " + std::to_string(r) + " is negative");
+        }
+    }
 }
 
 xmlNodePtr CalibrationLint::findTuneMode(const std::string& file, xmlDocPtr document) {
     xmlNodePtr root = xmlDocGetRootElement(document);
     if (root == nullptr) return nullptr;
     if (!isElement(root, "Calib_Data")) {
-        report(file, xmlGetLineNo(root), "error",
+        report("root-wrong", file, xmlGetLineNo(root), HuevaneSeverity::ERROR,
                "root element is <" + nameOf(root) +
                        ">, not <Calib_Data>: the library ignores "
                        "this sub document");
@@ -333,17 +391,17 @@ bool CalibrationLint::lintSubDocument(xmlNodePtr node, int64_t* sum) {
         return false;
     }
     const long line = xmlGetLineNo(node);
-    size_t ext = mPath.rfind(".xml");
-    if (ext == std::string::npos) {
-        report(mPath, line, "warning",
+    const std::vector<std::string> names =
+            HuevaneImplColorModeXml::getSubXmlNames({mPath}, subXml);
+    if (names.empty()) {
+        report("subxml-name", mPath, line, HuevaneSeverity::WARNING,
                "subxml given, but the file name has no .xml to derive "
                "the sub document's name from");
         return false;
     }
-    std::string file = mPath;
-    file.insert(ext, "_" + subXml);
+    const std::string& file = names[0];
     if (access(file.c_str(), F_OK) != 0) {
-        report(mPath, line, "warning",
+        report("subxml-missing", mPath, line, HuevaneSeverity::WARNING,
                "sub document " + file +
                        " not found: this node's own "
                        "LUTs are used");
@@ -351,7 +409,7 @@ bool CalibrationLint::lintSubDocument(xmlNodePtr node, int64_t* sum) {
     }
     xmlDocPtr document = parse(file);
     if (document == nullptr) {
-        report(mPath, line, "warning",
+        report("subxml-unparsed", mPath, line, HuevaneSeverity::WARNING,
                "sub document " + file +
                        " does not parse: this node's "
                        "own LUTs are used");
@@ -359,7 +417,7 @@ bool CalibrationLint::lintSubDocument(xmlNodePtr node, int64_t* sum) {
     }
     xmlNodePtr tune = findTuneMode(file, document);
     if (tune == nullptr || tune->children == nullptr) {
-        report(mPath, line, "warning",
+        report("subxml-tune", mPath, line, HuevaneSeverity::WARNING,
                "sub document " + file +
                        (tune == nullptr ? " has no tune mode" : "'s tune mode is empty") +
                        ": this node's own LUTs are used");
@@ -374,20 +432,20 @@ bool CalibrationLint::lintSubDocument(xmlNodePtr node, int64_t* sum) {
 // The engine sizes every parcel from the largest calibration LUT set, so only the 16-bit size
 // field can leave a (mode, intent) without room.
 void CalibrationLint::checkParcelRoom() {
-    const int64_t coefSize =
-            std::max(MIN_COEF_SIZE, mMaxSum + TRANSFORM_BUDGET + PVX_PARCEL_HEADER_SIZE);
-    const int64_t limit = std::min<int64_t>(coefSize, PVX_PARCEL_MAX_SIZE);
+    // The extension source claims no room of its own.
+    const int64_t limit =
+            getPvxParcelLimit(getPvxCoefSize(mMaxSum + TRANSFORM_BUDGET, PVX_MIN_COEF_SIZE));
     for (const auto& entry : mKeys) {
         const int64_t need = entry.second.second + PVX_PARCEL_HEADER_SIZE;
         std::string pair = "(mode " + std::to_string(entry.first.first) + ", intent " +
                            std::to_string(entry.first.second) + ")";
         if (need > limit) {
-            report(mPath, entry.second.first, "error",
+            report("parcel-overflow", mPath, entry.second.first, HuevaneSeverity::ERROR,
                    "LUTs of " + pair + " need a parcel of " + std::to_string(need) +
                            " bytes, more than the " + std::to_string(limit) +
                            " the library allows: every update with it fails");
         } else if (need + TRANSFORM_BUDGET > limit) {
-            report(mPath, entry.second.first, "warning",
+            report("parcel-transform-room", mPath, entry.second.first, HuevaneSeverity::WARNING,
                    "LUTs of " + pair + " leave no room in the parcel for a colour transform");
         }
     }
@@ -395,7 +453,7 @@ void CalibrationLint::checkParcelRoom() {
 
 }  // namespace
 
-size_t lintCalibrationFile(const std::string& path, std::string* out) {
-    CalibrationLint lint(path, out);
-    return lint.run();
+void lintCalibrationFile(const std::string& path, HuevaneDiagnostics& diagnostics) {
+    CalibrationLint lint(path, diagnostics);
+    lint.run();
 }

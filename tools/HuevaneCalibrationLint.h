@@ -3,11 +3,12 @@
 #ifndef HUEVANE_TOOLS_HUEVANECALIBRATIONLINT_H
 #define HUEVANE_TOOLS_HUEVANECALIBRATIONLINT_H
 
-#include <cstddef>
 #include <string>
 
-// Appends one "FILE:LINE: error|warning: message" line per problem to `out` and returns the
-// number of problems. Sub documents named by subxml are looked for beside `path`.
-size_t lintCalibrationFile(const std::string& path, std::string* out);
+#include "HuevaneToolDiagnostics.h"
+
+// Reports every finding, with its rule id, to `diagnostics`. Sub documents named by subxml are
+// looked for beside `path`, named as the library names them.
+void lintCalibrationFile(const std::string& path, HuevaneDiagnostics& diagnostics);
 
 #endif  // HUEVANE_TOOLS_HUEVANECALIBRATIONLINT_H

@@ -62,6 +62,8 @@ void HuevaneToolDevice::onLibraryLine(int priority, const std::string& message) 
 
 void HuevaneToolDevice::onXmlProblem(bool warning, const std::string& file, long line,
                                      const std::string& message) {
+    // Without a target name both candidates are one file, parsed twice: say it once.
+    if (!mXmlReported.insert(file + ":" + std::to_string(line) + ":" + message).second) return;
     if (warning) {
         mContext.diagnostics.warning(file, line, message);
     } else {
@@ -93,7 +95,9 @@ bool HuevaneToolDevice::open() {
 }
 
 void HuevaneToolDevice::reportCandidates() {
-    for (const std::string& name : HuevaneImplColorMode::getXmlNames(mContext.common.display)) {
+    std::vector<std::string> names = HuevaneImplColorMode::getXmlNames(mContext.common.display);
+    if (names.size() == 2 && names[0] == names[1]) names.pop_back();
+    for (const std::string& name : names) {
         const std::string path = HuevaneImplUtil::getDevicePath(name);
         if (access(path.c_str(), R_OK) != 0) {
             mContext.diagnostics.note(path, 0, std::string("tried: ") + strerror(errno));

@@ -5,6 +5,7 @@
 #define HUEVANE_TOOLS_HUEVANETOOLDEVICE_H
 
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -38,6 +39,7 @@ class HuevaneToolDevice {
     HuevaneToolContext& mContext;
     std::unique_ptr<IHuevane, EngineDeleter> mEngine;
     std::vector<std::string> mDocuments;
+    std::set<std::string> mXmlReported;
     size_t mXmlErrors = 0;
     size_t mLibraryErrors = 0;
 };

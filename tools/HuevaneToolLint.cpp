@@ -1,11 +1,12 @@
 // `lint`: checks calibration documents for what the library would skip silently or refuse at
-// run time; a gate for calibration CI.
+// run time; a gate for calibration CI. Errors exit 1; warnings too under --strict.
 #include <CLI/CLI.hpp>
 
 #include <memory>
 
 #include "HuevaneCalibrationLint.h"
 #include "HuevaneToolCommand.h"
+#include "HuevaneToolJson.h"
 
 namespace {
 
@@ -13,14 +14,44 @@ struct LintOptions {
     std::vector<std::string> files;
 };
 
-int runLint(HuevaneToolContext& context, const LintOptions& options) {
-    size_t problems = 0;
-    for (const std::string& file : options.files) {
-        std::string out;
-        problems += lintCalibrationFile(file, &out);
-        context.out << out;
+std::string getCountText(size_t count, const char* what) {
+    return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
+}
+
+void writeLintJson(HuevaneToolContext& context, const LintOptions& options) {
+    const HuevaneDiagnostics& diagnostics = context.diagnostics;
+    HuevaneJson findings = HuevaneJson::array();
+    for (const HuevaneFinding& finding : diagnostics.getFindings()) {
+        findings.push_back({{"rule", finding.rule},
+                            {"severity", getSeverityName(finding.severity)},
+                            {"file", finding.file},
+                            {"line", finding.line},
+                            {"message", finding.message}});
     }
-    return problems == 0 ? TOOL_OK : TOOL_FAILED;
+    HuevaneJson document;
+    document["findings"] = findings;
+    document["summary"] = {{"files", options.files.size()},
+                           {"errors", diagnostics.getErrorCount()},
+                           {"warnings", diagnostics.getWarningCount()},
+                           {"notes", diagnostics.getNoteCount()},
+                           {"strict", diagnostics.isStrict()},
+                           {"passed", diagnostics.getErrorCount() == 0}};
+    writeJson(context.out, document);
+}
+
+int runLint(HuevaneToolContext& context, const LintOptions& options) {
+    HuevaneDiagnostics& diagnostics = context.diagnostics;
+    diagnostics.setCollecting(context.common.json);
+    for (const std::string& file : options.files) lintCalibrationFile(file, diagnostics);
+    if (context.common.json) {
+        writeLintJson(context, options);
+    } else {
+        context.out << getCountText(diagnostics.getErrorCount(), "error") << ", "
+                    << getCountText(diagnostics.getWarningCount(), "warning") << ", "
+                    << getCountText(diagnostics.getNoteCount(), "note") << " in "
+                    << getCountText(options.files.size(), "file") << "\n";
+    }
+    return diagnostics.getExitStatus();
 }
 
 }  // namespace
@@ -28,7 +59,10 @@ int runLint(HuevaneToolContext& context, const LintOptions& options) {
 HuevaneToolRun setupLintCommand(CLI::App& command) {
     command.description(
             "Checks calibration documents for what the library would skip silently or refuse at\n"
-            "run time. Sub documents named by subxml are looked for beside FILE.");
+            "run time. Each finding is one line on stderr, FILE:LINE: SEVERITY: MESSAGE [RULE];\n"
+            "--json writes the findings and a summary as one document instead. Sub documents\n"
+            "named by subxml are looked for beside FILE. Exit status 1 when there is an error\n"
+            "(with --strict, a warning too).");
     auto options = std::make_shared<LintOptions>();
     command.add_option("FILE", options->files, "calibration documents")->required();
     return [options](HuevaneToolContext& context) { return runLint(context, *options); };

@@ -160,12 +160,12 @@ void addRequestOptions(CLI::App& command, HuevaneToolRequestOptions* options, bo
                                "extension LUT: node id (1-12) or name, ':' and the text; "
                                "TEXT '@FILE' reads it from FILE")
                     ->type_name("ID:TEXT")
-                    ->expected(1);
+                    ->allow_extra_args(false);
     options->attributesOption =
             command.add_option("--attributes", options->attributes,
                                "attribute entry: sets attr0..attr3 of the extension LUTs after it")
                     ->type_name("\"A B C D\"")
-                    ->expected(1);
+                    ->allow_extra_args(false);
 }
 
 size_t HuevaneToolRequest::getExtensionLutCount() const {

@@ -1,6 +1,12 @@
-// huevane-tool run in process on the sample device and on the files in tools/testdata.
+// huevane-tool run in process, as a user runs it: on the sample device, on the broken device
+// trees, calibration documents and parcels in tools/testdata.
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+#include <sys/stat.h>
+#include <unistd.h>
 
+#include <cstdio>
+#include <fstream>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -12,6 +18,7 @@ namespace {
 const std::string SOURCE = HUEVANE_SOURCE_DIR;
 const std::string DEVICE = SOURCE + "/examples/device";
 const std::string DATA = SOURCE + "/tools/testdata";
+const std::string WARM = "1,0,0,0, 0,0.93,0,0, 0,0,0.82,0, 0,0,0,1";
 
 struct ToolRun {
     int status;
@@ -26,11 +33,229 @@ ToolRun runTool(const std::vector<std::string>& args) {
     return {status, out.str(), err.str()};
 }
 
-TEST(ToolUsage, ExitStatus) {
-    EXPECT_EQ(runTool({"--version"}).status, TOOL_OK);
-    EXPECT_EQ(runTool({"help"}).status, TOOL_OK);
-    EXPECT_EQ(runTool({"--bogus"}).status, TOOL_USAGE);
-    EXPECT_EQ(runTool({"--root", DEVICE, "modes"}).status, TOOL_OK);
+std::string scratchPath(const std::string& name) {
+    return ::testing::TempDir() + "huevane_tool_" + name;
+}
+
+// What one command line must do: its exit status, a piece of stdout and one of stderr (empty:
+// stderr must stay empty).
+struct ExitCase {
+    std::vector<std::string> args;
+    int status;
+    std::string out;
+    std::string err;
+};
+
+// Test listings name a case by its command line.
+void PrintTo(const ExitCase& c, std::ostream* out) {
+    for (const std::string& arg : c.args) *out << arg.substr(arg.rfind('/') + 1) << " ";
+}
+
+class ToolExit : public ::testing::TestWithParam<ExitCase> {};
+
+TEST_P(ToolExit, StatusAndLines) {
+    const ExitCase& c = GetParam();
+    const ToolRun run = runTool(c.args);
+    EXPECT_EQ(run.status, c.status) << run.err;
+    EXPECT_NE(run.out.find(c.out), std::string::npos) << run.out;
+    if (c.err.empty()) {
+        EXPECT_EQ(run.err, "");
+    } else {
+        EXPECT_NE(run.err.find(c.err), std::string::npos) << run.err;
+    }
+}
+
+const std::string TRUNCATED = DATA + "/devices/truncated";
+const std::string TRUNCATED_FILE = TRUNCATED + "/vendor/etc/pvx/calib_data_colormode0.xml";
+
+INSTANTIATE_TEST_SUITE_P(
+        Usage, ToolExit,
+        ::testing::Values(
+                ExitCase{{"--version"}, 0, "(libhuevane_default 1.0.0, commit ", ""},
+                ExitCase{{"help", "lint"}, 0, "[RULE]", ""},
+                ExitCase{{"help", "nope"}, 2, "", "huevane-tool: error: no command 'nope'"},
+                ExitCase{{}, 2, "", "no command given"},
+                ExitCase{{"modes", "--bogus"}, 2, "", "Usage: huevane-tool [OPTIONS] modes"},
+                ExitCase{{"--display", "x", "modes"}, 2, "", "--display"},
+                ExitCase{{"decode"}, 2, "", "FILE is required"}));
+
+INSTANTIATE_TEST_SUITE_P(
+        Modes, ToolExit,
+        ::testing::Values(
+                ExitCase{{"--root", DEVICE, "modes"}, 0, "mode 2  display_p3  (gamut 2)", ""},
+                ExitCase{{"modes", "--root=" + DEVICE, "--display=1"}, 0,
+                         "  calibration   /vendor/etc/pvx/calib_data_colormode1.xml\n", ""},
+                ExitCase{{"--root", DEVICE, "--display", "5", "modes"}, 1, "",
+                         "calib_data_colormode5.xml: note: tried: No such file or directory"},
+                ExitCase{{"--root", TRUNCATED, "modes"}, 1, "",
+                         TRUNCATED_FILE + ":14: error: Premature end of data in tag gamma"},
+                ExitCase{{"--root", DATA + "/devices/wrong_root", "modes"}, 1, "",
+                         "calib_data_colormode0.xml: error: document of the wrong type"}));
+
+INSTANTIATE_TEST_SUITE_P(
+        Parcel, ToolExit,
+        ::testing::Values(
+                ExitCase{{"--root", DEVICE, "parcel", "--mode", "2", "--intent", "0",
+                          "--transform", "identity"},
+                         0, "parcel      2846 bytes, seq_num 0, 4 LUTs", ""},
+                ExitCase{{"--root", DEVICE, "parcel", "--mode", "9"}, 1, "",
+                         "error: mode 9 is not offered; offered modes: 0, 1, 2, 3"},
+                ExitCase{{"--root", DEVICE, "parcel", "--mode", "3"}, 1, "",
+                         "error: mode 3 lists no intent 0; its intents: 1"},
+                ExitCase{{"--root", DEVICE, "parcel", "--mode", "1", "--transform",
+                          "nan,0,0,0, 0,1,0,0, 0,0,1,0, 0,0,0,1e6"},
+                         0, "result      consistent",
+                         "warning: --transform element 0 (row 0, column 0) is nan"},
+                ExitCase{{"--root", DEVICE, "--strict", "parcel", "--mode", "1", "--transform",
+                          "1,0,0,0, 0,1,0,0, 0,0,1,0, 0,0,inf,1"},
+                         1, "", "error: --transform element 14 (row 2, column 3) is inf"},
+                ExitCase{{"--root", DEVICE, "parcel", "--mode", "1", "--transform", "1,2,3"}, 2,
+                         "", "--transform needs 16 numbers"},
+                ExitCase{{"--root", DEVICE, "parcel", "--mode", "1", "--extension", "gama:1"}, 2,
+                         "", "--extension needs ID:TEXT"},
+                ExitCase{{"--root", DEVICE, "parcel", "--mode", "1", "--extension",
+                          "linear_matrix:1,2"},
+                         0, "", "warning: --extension linear_matrix: not a matrix text"},
+                ExitCase{{"--root", DEVICE, "parcel", "--mode", "1", "-o", "-", "--json"}, 2, "",
+                         "both want standard output"}));
+
+INSTANTIATE_TEST_SUITE_P(
+        Decode, ToolExit,
+        ::testing::Values(
+                ExitCase{{"decode", DATA + "/good.parcel"}, 0, "result      consistent", ""},
+                ExitCase{{"decode", DATA + "/bad_crc.parcel"}, 1, "does not match the text", ""},
+                ExitCase{{"decode", DATA + "/truncated.parcel"}, 1,
+                         "truncated: total_size says 100 bytes, only 40 present", ""},
+                ExitCase{{"decode", DATA + "/oversized_entry.parcel"}, 1,
+                         "total_size 200 runs past the end", ""},
+                ExitCase{{"decode", DATA + "/garbage.parcel"}, 1, "result      INCONSISTENT", ""},
+                ExitCase{{"decode", "/dev/zero"}, 1, "", "/dev/zero: error: cannot read: refused"},
+                ExitCase{{"decode", DATA}, 1, "", "refused: a directory"},
+                ExitCase{{"decode", DATA + "/none.parcel"}, 1, "", "No such file or directory"}));
+
+const std::string PLANTED = DATA + "/lint_planted.xml";
+const std::string NOTES = DATA + "/lint_notes.xml";
+
+INSTANTIATE_TEST_SUITE_P(
+        Lint, ToolExit,
+        ::testing::Values(
+                ExitCase{{"lint", DEVICE + "/vendor/etc/pvx/calib_data_colormode1.xml"}, 0,
+                         "0 errors, 0 warnings, 0 notes in 1 file", ""},
+                ExitCase{{"lint", NOTES}, 0, "0 errors, 1 warning, 3 notes",
+                         NOTES + ":7: note: <gamma_matrix> row 1 sums to -1.0000: white does not "
+                                 "stay white [matrix-white]"},
+                ExitCase{{"lint", "--strict", NOTES}, 1, "1 error, 0 warnings",
+                         NOTES + ":6: error: <gama> is not a LUT node"},
+                ExitCase{{"lint", PLANTED}, 1, "5 errors, 8 warnings",
+                         PLANTED + ":14: error: mode_id='abc' is not a number"},
+                ExitCase{{"lint", DATA + "/none.xml"}, 1, "",
+                         "none.xml: error: cannot read: No such file or directory"},
+                ExitCase{{"lint", DATA + "/lint_broken.xml"}, 1, "", "[xml-error]"}));
+
+// Every JSON document parses, with snake_case keys; one field that would catch a swap each.
+struct JsonCase {
+    std::vector<std::string> args;
+    int status;
+    std::string pointer;
+    nlohmann::json value;
+};
+
+void PrintTo(const JsonCase& c, std::ostream* out) {
+    for (const std::string& arg : c.args) *out << arg.substr(arg.rfind('/') + 1) << " ";
+    *out << c.pointer;
+}
+
+class ToolJson : public ::testing::TestWithParam<JsonCase> {};
+
+TEST_P(ToolJson, Field) {
+    const JsonCase& c = GetParam();
+    const ToolRun run = runTool(c.args);
+    EXPECT_EQ(run.status, c.status) << run.err;
+    const nlohmann::json document = nlohmann::json::parse(run.out, nullptr, false);
+    ASSERT_FALSE(document.is_discarded()) << run.out;
+    EXPECT_EQ(document.value(nlohmann::json::json_pointer(c.pointer), nlohmann::json()), c.value);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+        Documents, ToolJson,
+        ::testing::Values(
+                JsonCase{{"--root", DEVICE, "modes", "--json"}, 0, "/modes/3/mode_name", "vivid"},
+                JsonCase{{"--root", DEVICE, "modes", "--json"}, 0, "/modes/2/intents/2/intent_id",
+                         2},
+                JsonCase{{"--root", DEVICE, "modes", "--json"}, 0, "/documents/1",
+                         "/vendor/etc/pvx/calib_data_colormode0_demo_panel_hdr.xml"},
+                JsonCase{{"--json", "decode", DATA + "/good.parcel"}, 0, "/entries/0/node",
+                         "degamma"},
+                JsonCase{{"--json", "decode", DATA + "/bad_crc.parcel"}, 1, "/consistent", false},
+                JsonCase{{"lint", "--json", PLANTED}, 1, "/summary/errors", 5},
+                JsonCase{{"lint", "--json", NOTES}, 0, "/findings/1/rule", "matrix-white"},
+                JsonCase{{"lint", "--json", NOTES}, 0, "/findings/1/line", 7},
+                // The attribute entry applies to the extension LUT after it, not before.
+                JsonCase{{"--root", DEVICE, "parcel", "--json", "--mode", "0", "--extension",
+                          "hsc:1", "--attributes", "1 2 3 4", "--extension", "scl:2"},
+                         0, "/entries/3/attr", {1, 2, 3, 4}},
+                JsonCase{{"--root", DEVICE, "parcel", "--json", "--mode", "0", "--extension",
+                          "hsc:1", "--attributes", "1 2 3 4", "--extension", "scl:2"},
+                         0, "/entries/2/attr", {255, 255, 255, 255}}));
+
+TEST(ToolParcel, RawBytesDecodeAsTheyWerePrinted) {
+    const std::string file = scratchPath("warm.parcel");
+    const std::vector<std::string> request = {"--root", DEVICE, "parcel", "--mode", "2",
+                                              "--intent", "1", "--transform", WARM};
+    std::vector<std::string> toFile = request;
+    toFile.insert(toFile.end(), {"-o", file});
+    ASSERT_EQ(runTool(toFile).status, TOOL_OK);
+    std::vector<std::string> toOut = request;
+    toOut.insert(toOut.end(), {"-o", "-"});
+    const ToolRun raw = runTool(toOut);
+    ASSERT_EQ(raw.status, TOOL_OK);
+    std::ifstream written(file, std::ios::binary);
+    const std::string bytes((std::istreambuf_iterator<char>(written)),
+                            std::istreambuf_iterator<char>());
+    EXPECT_EQ(bytes, raw.out);
+    const ToolRun printed = runTool(request);
+    const ToolRun decoded = runTool({"decode", file});
+    EXPECT_EQ(decoded.status, TOOL_OK);
+    // The printed parcel is the decoded one behind two request lines.
+    EXPECT_EQ(printed.out.substr(printed.out.find("parcel ")), decoded.out);
+}
+
+TEST(ToolDecode, ReadsAtMostOneParcelAndNeverWaitsOnAFifo) {
+    const std::string longer = scratchPath("long.parcel");
+    {
+        std::ifstream good(DATA + "/good.parcel", std::ios::binary);
+        std::ofstream out(longer, std::ios::binary);
+        out << good.rdbuf() << std::string(70000, '\0');
+    }
+    const ToolRun run = runTool({"decode", longer});
+    EXPECT_EQ(run.status, TOOL_OK);
+    EXPECT_NE(run.err.find("longer than the 65535 bytes a parcel can hold"), std::string::npos);
+    const std::string fifo = scratchPath("parcel.fifo");
+    unlink(fifo.c_str());
+    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+    const ToolRun refused = runTool({"decode", fifo});
+    EXPECT_EQ(refused.status, TOOL_FAILED);
+    EXPECT_NE(refused.err.find("refused: a FIFO"), std::string::npos);
+    unlink(fifo.c_str());
+}
+
+TEST(ToolLint, ManyLutNodesWithTheirOwnAttributesReplaceNone) {
+    // 20 000 LUT nodes of one mode, each with its own attributes: only the parcel cannot hold
+    // them. (A pairwise comparison of the nodes took seconds here; the pass is linear now.)
+    const std::string file = scratchPath("many.xml");
+    {
+        std::ofstream out(file);
+        out << "<Calib_Data><mode name='a' mode_id='0' gamut_name='g' gamut_id='0' "
+               "intent_name='i' intent_id='0'>\n";
+        for (int i = 0; i < 20000; i++) {
+            out << "<degamma att0='" << i % 256 << "' att1='" << i / 256 << "'>1</degamma>\n";
+        }
+        out << "</mode></Calib_Data>\n";
+    }
+    const ToolRun run = runTool({"lint", file});
+    EXPECT_EQ(run.status, TOOL_FAILED);
+    EXPECT_EQ(run.out, "1 error, 0 warnings, 0 notes in 1 file\n") << run.err.substr(0, 500);
+    EXPECT_NE(run.err.find("[parcel-overflow]"), std::string::npos);
 }
 
 }  // namespace
