@@ -9,6 +9,7 @@
 #include <memory>
 
 #include "HuevaneDataLut.h"
+#include "HuevaneToolRequest.h"
 #include "HuevaneMatrixText.h"
 #include "HuevaneToolFile.h"
 #include "HuevaneToolJson.h"
@@ -60,7 +61,7 @@ HuevaneDifference lutDifference(const char* kind, const HuevaneModelPair& pair,
     d.kind = kind;
     d.modeId = pair.mode.modeId;
     d.intentId = pair.intent.intentId;
-    d.node = getLutNodeName(h.id);
+    d.node = getNodeLabel(h.id);
     d.attrs = attrsOf(h);
     return d;
 }
@@ -262,16 +263,25 @@ bool loadModel(const std::string& path, InputKind kind, uint32_t display,
     return model->errors.empty();
 }
 
-bool loadParcel(const std::string& path, HuevaneParcelModel* parcel,
+// A parcel whose entries can all be read; a wrong CRC or size is a difference to show, not
+// trouble.
+bool loadParcel(const std::string& path, HuevaneDecodedParcel* parcel,
                 HuevaneDiagnostics& diagnostics) {
     HuevaneToolFileRead file = readToolFile(path, PVX_PARCEL_MAX_SIZE);
-    std::string why = file.error;
-    if (file.ok && readParcelModel(reinterpret_cast<const uint8_t*>(file.bytes.data()),
-                                   file.bytes.size(), parcel, &why)) {
-        return true;
+    if (!file.ok) {
+        diagnostics.error(path, 0, "cannot read: " + file.error);
+        return false;
     }
-    diagnostics.error(path, 0, "not a parcel: " + why);
-    return false;
+    *parcel = readParcel(reinterpret_cast<const uint8_t*>(file.bytes.data()), file.bytes.size());
+    bool whole = parcel->hasHeader && parcel->entries.size() == parcel->header.num_data;
+    for (const HuevaneDecodedEntry& entry : parcel->entries) whole &= entry.hasText;
+    if (!whole) {
+        diagnostics.error(path, 0,
+                          "not a whole parcel: " +
+                                  (parcel->errors.empty() ? std::string("an entry cannot be read")
+                                                          : parcel->errors[0]));
+    }
+    return whole;
 }
 
 struct DiffOptions {
@@ -288,8 +298,8 @@ std::vector<HuevaneDifference> diffCalibrations(const HuevaneCalibrationModel& a
     return out;
 }
 
-std::vector<HuevaneDifference> diffParcels(const HuevaneParcelModel& a,
-                                           const HuevaneParcelModel& b) {
+std::vector<HuevaneDifference> diffParcels(const HuevaneDecodedParcel& a,
+                                           const HuevaneDecodedParcel& b) {
     std::vector<HuevaneDifference> out;
     diffField("seq_num", a.header.seq_num, b.header.seq_num, -1, &out);
     diffField("total_size", a.header.total_size, b.header.total_size, -1, &out);
@@ -297,11 +307,11 @@ std::vector<HuevaneDifference> diffParcels(const HuevaneParcelModel& a,
     for (size_t k = 0; k < a.entries.size() || k < b.entries.size(); k++) {
         const int64_t entry = static_cast<int64_t>(k);
         if (k >= a.entries.size() || k >= b.entries.size()) {
-            const HuevaneParcelEntry& only = k < a.entries.size() ? a.entries[k] : b.entries[k];
+            const HuevaneDecodedEntry& only = k < a.entries.size() ? a.entries[k] : b.entries[k];
             HuevaneDifference d;
             d.kind = k < a.entries.size() ? "entry_removed" : "entry_added";
             d.entry = entry;
-            d.detail = getLutNodeName(only.header.id) + " at offset " +
+            d.detail = getNodeLabel(only.header.id) + " at offset " +
                        std::to_string(only.offset);
             out.push_back(d);
             continue;
@@ -321,7 +331,7 @@ std::vector<HuevaneDifference> diffParcels(const HuevaneParcelModel& a,
             d.kind = "entry_changed";
             d.entry = entry;
             d.node = "text";
-            d.detail = getLutNodeName(x.id) + " text: " + d.detail;
+            d.detail = getNodeLabel(x.id) + " text: " + d.detail;
             out.push_back(d);
         }
     }
@@ -349,7 +359,7 @@ int runDiff(const std::string& a, const std::string& b, uint32_t display, bool j
     }
     std::vector<HuevaneDifference> differences;
     if (parcels) {
-        HuevaneParcelModel pa, pb;
+        HuevaneDecodedParcel pa, pb;
         if (!loadParcel(a, &pa, diagnostics) || !loadParcel(b, &pb, diagnostics)) {
             return TOOL_USAGE;
         }

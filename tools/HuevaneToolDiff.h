@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "HuevaneToolCommand.h"
+#include "HuevaneParcelReader.h"
 #include "HuevaneToolModel.h"
 
 struct HuevaneDifference {
@@ -29,8 +30,9 @@ struct HuevaneDifference {
 
 std::vector<HuevaneDifference> diffCalibrations(const HuevaneCalibrationModel& a,
                                                 const HuevaneCalibrationModel& b);
-std::vector<HuevaneDifference> diffParcels(const HuevaneParcelModel& a,
-                                           const HuevaneParcelModel& b);
+// Parcels as the parcel reader gives them; entries without a header are not compared.
+std::vector<HuevaneDifference> diffParcels(const HuevaneDecodedParcel& a,
+                                           const HuevaneDecodedParcel& b);
 
 // Text, one difference per line, or one JSON document.
 void writeDifferences(const std::vector<HuevaneDifference>& differences, bool json,

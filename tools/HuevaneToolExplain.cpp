@@ -190,14 +190,14 @@ void writeText(const HuevaneExplanation& explanation, std::ostream& out) {
     for (size_t k = 0; k < explanation.entries.size(); k++) {
         const HuevaneExplainEntry& entry = explanation.entries[k];
         const pvx_colormode_data_header& h = entry.lut.first;
-        out << "LUT " << k << "       " << getLutNodeName(h.id) << " (node " << int(h.id)
+        out << "LUT " << k << "       " << getNodeLabel(h.id) << " (node " << int(h.id)
             << ") attr " << attrText(h) << " at offset " << entry.offset << ", "
             << h.total_size << " bytes\n";
         if (!entry.combined) {
             out << "  from      " << originText(entry.origin) << "\n";
             continue;
         }
-        out << "  from      " << getLutNodeName(h.id) << " stage, made when it took the "
+        out << "  from      " << getNodeLabel(h.id) << " stage, made when it took the "
             << originText(entry.origin) << " LUT\n";
         out << "  product   of " << entry.factors.size() << " stored matrices, left to right:\n";
         for (size_t f = 0; f < entry.factors.size(); f++) {
@@ -232,7 +232,7 @@ void writeJsonDocument(const HuevaneExplanation& explanation, std::ostream& out)
         const pvx_colormode_data_header& h = entry.lut.first;
         HuevaneJson item = {{"offset", entry.offset},
                                {"id", h.id},
-                               {"node", getLutNodeName(h.id)},
+                               {"node", getNodeLabel(h.id)},
                                {"attrs", {h.attr0, h.attr1, h.attr2, h.attr3}},
                                {"total_size", h.total_size},
                                {"crc", h.crc},

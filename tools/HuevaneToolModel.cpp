@@ -208,11 +208,6 @@ HuevaneCalibrationModel loadDeviceCalibration(const std::string& root, uint32_t 
     return model;
 }
 
-std::string getLutNodeName(uint8_t id) {
-    const char* name = HuevaneImplColorModeXml::getPvxColorModeNode(id);
-    return name != nullptr ? name : "node " + std::to_string(id);
-}
-
 std::vector<std::string> getLutFields(const std::string& text) {
     std::vector<std::string> fields;
     size_t begin = 0;
@@ -246,41 +241,4 @@ bool getLutValues(const std::string& text, std::vector<double>* values) {
         values->push_back(static_cast<double>(value));
     }
     return !values->empty();
-}
-
-bool readParcelModel(const uint8_t* data, size_t size, HuevaneParcelModel* parcel,
-                     std::string* error) {
-    if (size < sizeof(pvx_colormode_parcel_header)) {
-        *error = "shorter than a parcel header (" + std::to_string(size) + " bytes)";
-        return false;
-    }
-    memcpy(&parcel->header, data, sizeof(parcel->header));
-    const pvx_colormode_parcel_header& h = parcel->header;
-    if (h.magic != PVX_DATA_MAGIC || h.header_size != PVX_PARCEL_HEADER_SIZE ||
-        h.total_size < PVX_PARCEL_HEADER_SIZE || h.total_size > size) {
-        *error = "not a whole parcel (magic, header_size or total_size do not fit)";
-        return false;
-    }
-    size_t offset = PVX_PARCEL_HEADER_SIZE;
-    for (uint16_t k = 0; k < h.num_data; k++) {
-        HuevaneParcelEntry entry;
-        entry.offset = offset;
-        if (h.total_size - offset < sizeof(entry.header)) {
-            *error = "entry " + std::to_string(k) + " lies beyond total_size";
-            return false;
-        }
-        memcpy(&entry.header, data + offset, sizeof(entry.header));
-        const size_t entrySize = entry.header.total_size;
-        if (entrySize <= sizeof(entry.header) || entrySize > h.total_size - offset ||
-            data[offset + entrySize - 1] != 0) {
-            *error = "entry " + std::to_string(k) + " at offset " + std::to_string(offset) +
-                     " has a total_size that does not fit the parcel";
-            return false;
-        }
-        const char* text = reinterpret_cast<const char*>(data + offset + sizeof(entry.header));
-        entry.text.assign(text, entrySize - sizeof(entry.header) - 1);
-        parcel->entries.push_back(std::move(entry));
-        offset += entrySize;
-    }
-    return true;
 }

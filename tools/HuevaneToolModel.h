@@ -11,7 +11,6 @@
 
 #include "HuevaneDataLut.h"
 #include "HuevaneMatrixText.h"
-#include "HuevaneParcel.h"
 #include "HuevaneToolDiagnostics.h"
 #include "IHuevane.h"
 
@@ -64,26 +63,9 @@ HuevaneCalibrationModel loadCalibrationFile(const std::string& path);
 // The calibration of `display` in a device tree rooted at `root`, chosen as the library chooses.
 HuevaneCalibrationModel loadDeviceCalibration(const std::string& root, uint32_t display);
 
-// The node name of a LUT id, or "node N" for an id outside the node table.
-std::string getLutNodeName(uint8_t id);
 // The numbers of a LUT text that is a list of decimal values; false for any other text.
 bool getLutValues(const std::string& text, std::vector<double>* values);
 // A LUT text cut into its comma-separated fields, white space around each removed.
 std::vector<std::string> getLutFields(const std::string& text);
-
-struct HuevaneParcelEntry {
-    size_t offset = 0;
-    pvx_colormode_data_header header{};
-    std::string text;
-};
-
-struct HuevaneParcelModel {
-    pvx_colormode_parcel_header header{};
-    std::vector<HuevaneParcelEntry> entries;
-};
-
-// Reads parcel bytes; false (with `error` set) when they do not hold a whole parcel.
-bool readParcelModel(const uint8_t* data, size_t size, HuevaneParcelModel* parcel,
-                     std::string* error);
 
 #endif  // HUEVANE_TOOLS_HUEVANETOOLMODEL_H

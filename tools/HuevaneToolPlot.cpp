@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "HuevaneDataLut.h"
+#include "HuevaneToolRequest.h"
 #include "HuevaneImplColorModeXml.h"
 
 namespace {
@@ -36,7 +37,7 @@ LutShape shapeOf(const HuevaneDataLut& lut, std::vector<double>* values, mat4* m
 bool isShown(const HuevaneModelLut& lut, const HuevanePlotOptions& options) {
     std::vector<double> values;
     mat4 matrix;
-    if (!options.node.empty() && getLutNodeName(lut.lut.first.id) != options.node) return false;
+    if (!options.node.empty() && getNodeLabel(lut.lut.first.id) != options.node) return false;
     return options.matrices || shapeOf(lut.lut, &values, &matrix) != LutShape::matrix;
 }
 
@@ -59,7 +60,7 @@ std::string textAt(int x, int y, const std::string& text, const char* anchor = "
 
 std::string title(const HuevaneModelLut& lut, int y) {
     const pvx_colormode_data_header& h = lut.lut.first;
-    std::string text = getLutNodeName(h.id) + " (node " + std::to_string(h.id) + ") attr " +
+    std::string text = getNodeLabel(h.id) + " (node " + std::to_string(h.id) + ") attr " +
                        std::to_string(h.attr0) + "," + std::to_string(h.attr1) + "," +
                        std::to_string(h.attr2) + "," + std::to_string(h.attr3);
     if (!lut.place.file.empty()) text += "  " + placeText(lut.place);

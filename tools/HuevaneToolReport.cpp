@@ -8,6 +8,7 @@
 #include "HuevaneCalibrationLint.h"
 
 #include "HuevaneDataLut.h"
+#include "HuevaneToolRequest.h"
 #include "HuevaneMatrixText.h"
 #include "HuevaneToolPlot.h"
 
@@ -19,7 +20,7 @@ const char* const STYLE =
         "td,th{border:1px solid #bbb;padding:2px 8px;text-align:left}"
         "td.n{text-align:right;font-family:monospace}"
         "h2{border-top:2px solid #1565c0;padding-top:.5em;margin-top:2em}"
-        ".error{color:#b71c1c}.warning{color:#e65100}";
+        ".error{color:#b71c1c}.warning{color:#e65100}.note{color:#555}";
 
 std::string cell(const std::string& text, const char* tag = "td", const char* cls = nullptr) {
     std::string open = std::string("<") + tag + (cls ? std::string(" class='") + cls + "'" : "");
@@ -53,7 +54,7 @@ std::string lutTable(const HuevaneModelPair& pair) {
     std::string html = "<table>\n" + row({"node", "id", "attr", "bytes", "crc", "written at"}, "th");
     for (const HuevaneModelLut& lut : pair.luts) {
         const pvx_colormode_data_header& h = lut.lut.first;
-        html += row({getLutNodeName(h.id), std::to_string(h.id),
+        html += row({getNodeLabel(h.id), std::to_string(h.id),
                      std::to_string(h.attr0) + "," + std::to_string(h.attr1) + "," +
                              std::to_string(h.attr2) + "," + std::to_string(h.attr3),
                      std::to_string(h.total_size), hex(h.crc), placeText(lut.place)});
@@ -68,7 +69,7 @@ std::string number(float value) {
 }
 
 std::string matrixTable(const HuevaneModelLut& lut, const mat4& m) {
-    std::string html = "<p>" + escapeMarkup(getLutNodeName(lut.lut.first.id)) + " at " +
+    std::string html = "<p>" + escapeMarkup(getNodeLabel(lut.lut.first.id)) + " at " +
                        escapeMarkup(placeText(lut.place)) + "</p>\n<table>\n";
     html += row({"column 0", "column 1", "column 2", "column 3", "makes of", "r", "g", "b"}, "th");
     const auto primaries = getMatrixPrimaries(m);
@@ -106,30 +107,23 @@ std::string pairSection(const HuevaneModelPair& pair) {
     return html;
 }
 
-std::string findingsSection(const std::vector<std::string>& findings) {
+std::string findingsSection(const std::vector<HuevaneFinding>& findings) {
     std::string html = "<h2>Lint findings</h2>\n<table>\n" +
-                       row({"where", "severity", "finding"}, "th");
-    for (const std::string& finding : findings) {
-        // FILE:LINE: SEVERITY: MESSAGE; the file may hold colons of its own, the rest does not.
-        size_t severity = finding.find(": ");
-        size_t message = severity == std::string::npos ? severity : finding.find(": ", severity + 2);
-        if (message == std::string::npos) {
-            html += row({"", "", finding});
-            continue;
-        }
-        std::string level = finding.substr(severity + 2, message - severity - 2);
-        html += "<tr>" + cell(finding.substr(0, severity)) +
-                cell(level, "td", level == "error" ? "error" : "warning") +
-                cell(finding.substr(message + 2)) + "</tr>\n";
+                       row({"where", "severity", "rule", "finding"}, "th");
+    for (const HuevaneFinding& finding : findings) {
+        const char* severity = getSeverityName(finding.severity);
+        html += "<tr>" + cell(finding.file + ":" + std::to_string(finding.line)) +
+                cell(severity, "td", severity) + cell(finding.rule) + cell(finding.message) +
+                "</tr>\n";
     }
-    if (findings.empty()) html += row({"", "", "none"});
+    if (findings.empty()) html += row({"", "", "", "none"});
     return html + "</table>\n";
 }
 
 }  // namespace
 
 std::string reportHtml(const HuevaneCalibrationModel& model, const std::string& heading,
-                       const std::vector<std::string>& findings) {
+                       const std::vector<HuevaneFinding>& findings) {
     std::string html = "<!DOCTYPE html>\n<html lang='en'>\n<head>\n<meta charset='utf-8'>\n<title>" +
                        escapeMarkup(heading) + "</title>\n<style>" + STYLE +
                        "</style>\n</head>\n<body>\n<h1>" + escapeMarkup(heading) + "</h1>\n";
@@ -154,15 +148,13 @@ HuevaneToolRun setupReportCommand(CLI::App& command) {
                 loadDeviceCalibration(context.common.root, context.common.display);
         for (const HuevaneFinding& finding : model.errors) context.diagnostics.report(finding);
         if (!model.errors.empty()) return TOOL_FAILED;
-        std::string lint;
-        lintCalibrationFile(model.document, &lint);
-        std::vector<std::string> findings;
-        std::istringstream lines(lint);
-        for (std::string line; std::getline(lines, line);) findings.push_back(line);
-        context.out << reportHtml(model,
-                                  "Calibration of display " +
-                                          std::to_string(context.common.display),
-                                  findings);
+        std::ostringstream unused;
+        HuevaneDiagnostics lint(unused, false);
+        lint.setCollecting(true);
+        lintCalibrationFile(model.document, lint);
+        context.out << reportHtml(
+                model, "Calibration of display " + std::to_string(context.common.display),
+                lint.getFindings());
         return TOOL_OK;
     };
 }

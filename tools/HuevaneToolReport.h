@@ -9,9 +9,8 @@
 #include "HuevaneToolCommand.h"
 #include "HuevaneToolModel.h"
 
-// `findings` are lint lines, "FILE:LINE: SEVERITY: MESSAGE". The page fetches nothing: no
-// scripts, fonts, style sheets or images from outside.
+// `findings` are lint's. The page fetches nothing: no scripts, fonts, style sheets or images.
 std::string reportHtml(const HuevaneCalibrationModel& model, const std::string& heading,
-                       const std::vector<std::string>& findings);
+                       const std::vector<HuevaneFinding>& findings);
 
 #endif  // HUEVANE_TOOLS_HUEVANETOOLREPORT_H

@@ -111,14 +111,12 @@ TEST_F(ToolViews, DiffExitsLikeDiff) {
 TEST_F(ToolViews, DiffOfParcelsGoesEntryByEntry) {
     std::ifstream file(DATA + "/good.parcel", std::ios::binary);
     std::vector<uint8_t> bytes((std::istreambuf_iterator<char>(file)), {});
-    HuevaneParcelModel a, b;
-    std::string why;
-    ASSERT_TRUE(readParcelModel(bytes.data(), bytes.size(), &a, &why)) << why;
+    HuevaneDecodedParcel a = readParcel(bytes.data(), bytes.size());
     ASSERT_GE(a.entries.size(), 1u);
     bytes[1] ^= 1;                                          // seq_num
     bytes[a.entries[0].offset + 6] ^= 2;                    // attr0 of entry 0
     bytes[a.entries[0].offset + 12] ^= 1;                   // first byte of its text
-    ASSERT_TRUE(readParcelModel(bytes.data(), bytes.size(), &b, &why)) << why;
+    HuevaneDecodedParcel b = readParcel(bytes.data(), bytes.size());
     std::vector<HuevaneDifference> found = diffParcels(a, b);
     ASSERT_EQ(found.size(), 3u);
     EXPECT_EQ(found[0].node, "seq_num");
@@ -219,7 +217,10 @@ TEST_F(ToolViews, ReportOfTheSampleDeviceParsesBackAsAPage) {
             curves += !matrix && getLutValues(lut.lut.second, &values);
         }
     }
-    std::string html = reportHtml(model, "display 0", {"a.xml:3: warning: <x> & <y>"});
+    HuevaneFinding finding;
+    finding.file = "a.xml";
+    finding.message = "<x> & <y>";
+    std::string html = reportHtml(model, "display 0", {finding});
     EXPECT_LT(html.size(), 1000000u);
     EXPECT_EQ(html.find("<script"), std::string::npos);
     EXPECT_EQ(html.find("http"), html.find("http://www.w3.org/2000/svg"));
