@@ -186,7 +186,7 @@ void diffField(const char* field, long long x, long long y, int64_t entry,
 }
 
 std::string subject(const HuevaneDifference& d) {
-    std::string text;
+    std::string text = "parcel";
     if (d.entry >= 0) text = "entry " + std::to_string(d.entry);
     if (d.modeId >= 0) text = "mode " + std::to_string(d.modeId);
     if (d.intentId >= 0) text += ", intent " + std::to_string(d.intentId);

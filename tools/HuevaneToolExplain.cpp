@@ -197,14 +197,14 @@ void writeText(const HuevaneExplanation& explanation, std::ostream& out) {
             out << "  from      " << originText(entry.origin) << "\n";
             continue;
         }
-        out << "  from      " << getNodeLabel(h.id) << " stage, made when it took the "
-            << originText(entry.origin) << " LUT\n";
-        out << "  product   of " << entry.factors.size() << " stored matrices, left to right:\n";
+        const size_t n = entry.factors.size();
+        out << "  from      " << getNodeLabel(h.id) << " stage: the product of " << n
+            << " stored matri" << (n == 1 ? "x" : "ces") << ", left to right\n";
         for (size_t f = 0; f < entry.factors.size(); f++) {
             out << "  factor " << f + 1 << "  " << originText(entry.factors[f].origin) << "\n";
             writeMatrixRows(entry.factors[f].matrix, "            ", out);
         }
-        out << "  =\n";
+        out << "  product\n";
         writeMatrixRows(entry.product, "            ", out);
     }
 }

@@ -171,8 +171,11 @@ HuevaneLibraryLogGuard::~HuevaneLibraryLogGuard() {
     setHuevaneLogSink(nullptr);
 }
 
-std::string placeText(const HuevaneLutPlace& place) {
-    return place.file.empty() ? "" : place.file + ":" + std::to_string(place.line);
+std::string placeText(const HuevaneLutPlace& place, bool brief) {
+    if (place.file.empty()) return "";
+    const size_t slash = brief ? place.file.rfind('/') : std::string::npos;
+    return place.file.substr(slash == std::string::npos ? 0 : slash + 1) + ":" +
+           std::to_string(place.line);
 }
 
 const HuevaneModelPair* HuevaneCalibrationModel::findPair(uint32_t modeId,

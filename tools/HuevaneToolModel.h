@@ -20,8 +20,8 @@ struct HuevaneLutPlace {
     long line = 0;
 };
 
-// "file:line"; "" when not known.
-std::string placeText(const HuevaneLutPlace& place);
+// "file:line"; "" when not known. `brief`: the file's name without its folder.
+std::string placeText(const HuevaneLutPlace& place, bool brief = false);
 
 struct HuevaneModelLut {
     HuevaneDataLut lut;

@@ -63,7 +63,7 @@ std::string title(const HuevaneModelLut& lut, int y) {
     std::string text = getNodeLabel(h.id) + " (node " + std::to_string(h.id) + ") attr " +
                        std::to_string(h.attr0) + "," + std::to_string(h.attr1) + "," +
                        std::to_string(h.attr2) + "," + std::to_string(h.attr3);
-    if (!lut.place.file.empty()) text += "  " + placeText(lut.place);
+    if (!lut.place.file.empty()) text += "  " + placeText(lut.place, true);
     return "<text x='10' y='" + std::to_string(y + 20) + "' class='title'>" + escapeMarkup(text) +
            "</text>\n";
 }
@@ -199,9 +199,12 @@ std::string plotPairSvg(const HuevaneModelPair& pair, const HuevanePlotOptions& 
     svg += "<style>.title{font-weight:bold;font-size:12px}.axis{fill:none;stroke:#444}"
            ".curve{fill:none;stroke:#1565c0;stroke-width:1.2}</style>\n";
     svg += "<rect width='100%' height='100%' fill='white'/>\n";
-    svg += textAt(10, 18, "mode " + std::to_string(pair.mode.modeId) + " " + pair.mode.modeName +
-                                  ", intent " + std::to_string(pair.intent.intentId) + " " +
-                                  pair.intent.intentName);
+    if (options.xmlDeclaration) {
+        svg += textAt(10, 18, "mode " + std::to_string(pair.mode.modeId) + " " +
+                                      pair.mode.modeName + ", intent " +
+                                      std::to_string(pair.intent.intentId) + " " +
+                                      pair.intent.intentName);
+    }
     return svg + body + "</svg>\n";
 }
 

@@ -57,7 +57,7 @@ std::string lutTable(const HuevaneModelPair& pair) {
         html += row({getNodeLabel(h.id), std::to_string(h.id),
                      std::to_string(h.attr0) + "," + std::to_string(h.attr1) + "," +
                              std::to_string(h.attr2) + "," + std::to_string(h.attr3),
-                     std::to_string(h.total_size), hex(h.crc), placeText(lut.place)});
+                     std::to_string(h.total_size), hex(h.crc), placeText(lut.place, true)});
     }
     return html + "</table>\n";
 }
@@ -70,7 +70,7 @@ std::string number(float value) {
 
 std::string matrixTable(const HuevaneModelLut& lut, const mat4& m) {
     std::string html = "<p>" + escapeMarkup(getNodeLabel(lut.lut.first.id)) + " at " +
-                       escapeMarkup(placeText(lut.place)) + "</p>\n<table>\n";
+                       escapeMarkup(placeText(lut.place, true)) + "</p>\n<table>\n";
     html += row({"column 0", "column 1", "column 2", "column 3", "makes of", "r", "g", "b"}, "th");
     const auto primaries = getMatrixPrimaries(m);
     static const char* const NAMES[4] = {"red", "green", "blue", "white"};
