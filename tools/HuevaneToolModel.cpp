@@ -51,7 +51,15 @@ class XmlErrorLines {
         finding.file = error->file != nullptr ? error->file : "";
         finding.line = error->line;
         finding.message = message;
-        static_cast<XmlErrorLines*>(context)->mLines->push_back(finding);
+        // Each candidate name that reaches the same file parses it again; say it once.
+        std::vector<HuevaneFinding>* lines = static_cast<XmlErrorLines*>(context)->mLines;
+        for (const HuevaneFinding& earlier : *lines) {
+            if (earlier.file == finding.file && earlier.line == finding.line &&
+                earlier.message == finding.message) {
+                return;
+            }
+        }
+        lines->push_back(finding);
     }
     std::vector<HuevaneFinding>* mLines;
 };
