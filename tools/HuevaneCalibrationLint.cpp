@@ -25,6 +25,7 @@
 #include "HuevaneImplUtil.h"
 #include "HuevaneMatrixText.h"
 #include "HuevaneParcel.h"
+#include "HuevaneToolFile.h"
 
 namespace {
 
@@ -161,9 +162,9 @@ xmlDocPtr CalibrationLint::parse(const std::string& file) {
 }
 
 void CalibrationLint::run() {
-    if (access(mPath.c_str(), R_OK) != 0) {
-        report("file-unreadable", mPath, 0, HuevaneSeverity::ERROR,
-               std::string("cannot read: ") + strerror(errno));
+    const std::string refusal = getToolFileRefusal(mPath);
+    if (!refusal.empty()) {
+        report("file-unreadable", mPath, 0, HuevaneSeverity::ERROR, "cannot read: " + refusal);
         return;
     }
     xmlDocPtr document = parse(mPath);
@@ -400,11 +401,11 @@ bool CalibrationLint::lintSubDocument(xmlNodePtr node, int64_t* sum) {
         return false;
     }
     const std::string& file = names[0];
-    if (access(file.c_str(), F_OK) != 0) {
+    const std::string refusal = getToolFileRefusal(file);
+    if (!refusal.empty()) {
         report("subxml-missing", mPath, line, HuevaneSeverity::WARNING,
-               "sub document " + file +
-                       " not found: this node's own "
-                       "LUTs are used");
+               "sub document " + file + " cannot be read (" + refusal +
+                       "): this node's own LUTs are used");
         return false;
     }
     xmlDocPtr document = parse(file);

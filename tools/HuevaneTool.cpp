@@ -41,6 +41,10 @@ const char* const DESCRIPTION =
         "Reads a device tree copied to this machine through libhuevane_default itself, so what\n"
         "it shows is what the device gets.";
 const char* const FOOTER = "exit status: 0 success, 1 failure or problems found, 2 usage error";
+const char* const COMMAND_FOOTER =
+        "common options, before or after the command: --root DIR, --display ID, --json,\n"
+        "--strict, -o FILE, --log-level N (see 'huevane-tool help')\n"
+        "exit status: 0 success, 1 failure or problems found, 2 usage error";
 
 std::string getVersionText() {
     return std::string("huevane-tool ") + HUEVANE_TOOL_VERSION + " (libhuevane_default " +
@@ -95,7 +99,7 @@ void HuevaneToolMain::build() {
     for (const HuevaneToolCommand& command : COMMANDS) {
         CLI::App* sub = mApp.add_subcommand(command.name, command.summary);
         sub->fallthrough();  // common options after the command name too
-        sub->footer(FOOTER);
+        sub->footer(COMMAND_FOOTER);
         mCommands.push_back({&command, sub, command.setup(*sub)});
     }
     mHelp = mApp.add_subcommand("help", "help for the tool or for one command");

@@ -62,3 +62,11 @@ HuevaneToolFileRead readToolFile(const std::string& path, size_t limit) {
     close(fd);
     return result;
 }
+
+std::string getToolFileRefusal(const std::string& path) {
+    struct stat info;
+    if (stat(path.c_str(), &info) != 0) return strerror(errno);
+    if (!S_ISREG(info.st_mode)) return std::string("refused: ") + getKindName(info.st_mode);
+    if (access(path.c_str(), R_OK) != 0) return strerror(errno);
+    return "";
+}

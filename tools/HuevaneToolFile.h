@@ -16,4 +16,8 @@ struct HuevaneToolFileRead {
 // "-" reads standard input (whatever it is: the user chose it).
 HuevaneToolFileRead readToolFile(const std::string& path, size_t limit);
 
+// Why `path` is not a regular file that can be read ("refused: a FIFO", errno's text); empty
+// when it is one. For files handed to a parser that would otherwise block on them.
+std::string getToolFileRefusal(const std::string& path);
+
 #endif  // HUEVANE_TOOLS_HUEVANETOOLFILE_H

@@ -77,7 +77,8 @@ INSTANTIATE_TEST_SUITE_P(
                 ExitCase{{}, 2, "", "no command given"},
                 ExitCase{{"modes", "--bogus"}, 2, "", "Usage: huevane-tool [OPTIONS] modes"},
                 ExitCase{{"--display", "x", "modes"}, 2, "", "--display"},
-                ExitCase{{"decode"}, 2, "", "FILE is required"}));
+                ExitCase{{"decode"}, 2, "", "FILE is required"},
+                ExitCase{{"parcel", "--mode=abc"}, 2, "", "Could not convert: --mode = abc"}));
 
 INSTANTIATE_TEST_SUITE_P(
         Modes, ToolExit,
@@ -109,6 +110,10 @@ INSTANTIATE_TEST_SUITE_P(
                 ExitCase{{"--root", DEVICE, "--strict", "parcel", "--mode", "1", "--transform",
                           "1,0,0,0, 0,1,0,0, 0,0,1,0, 0,0,inf,1"},
                          1, "", "error: --transform element 14 (row 2, column 3) is inf"},
+                // Sixteen arguments, negative ones included, are one transform.
+                ExitCase{{"--root", DEVICE, "parcel", "--mode", "1", "--transform", "1", "0", "0",
+                          "0", "0", "0.9", "0", "0", "0", "0", "-0.5", "0", "0", "0", "0", "1"},
+                         0, "colour transform, 0 extension LUTs", ""},
                 ExitCase{{"--root", DEVICE, "parcel", "--mode", "1", "--transform", "1,2,3"}, 2,
                          "", "--transform needs 16 numbers"},
                 ExitCase{{"--root", DEVICE, "parcel", "--mode", "1", "--extension", "gama:1"}, 2,
@@ -180,6 +185,7 @@ INSTANTIATE_TEST_SUITE_P(
         Documents, ToolJson,
         ::testing::Values(
                 JsonCase{{"--root", DEVICE, "modes", "--json"}, 0, "/modes/3/mode_name", "vivid"},
+                JsonCase{{"--root", DEVICE, "modes", "--json"}, 0, "/modes/3/mode_id", 3},
                 JsonCase{{"--root", DEVICE, "modes", "--json"}, 0, "/modes/2/intents/2/intent_id",
                          2},
                 JsonCase{{"--root", DEVICE, "modes", "--json"}, 0, "/documents/1",
@@ -187,6 +193,12 @@ INSTANTIATE_TEST_SUITE_P(
                 JsonCase{{"--json", "decode", DATA + "/good.parcel"}, 0, "/entries/0/node",
                          "degamma"},
                 JsonCase{{"--json", "decode", DATA + "/bad_crc.parcel"}, 1, "/consistent", false},
+                JsonCase{{"--json", "decode", DATA + "/bad_crc.parcel"}, 1, "/entries/0/crc",
+                         0xFF2C},
+                // -o takes the raw bytes, the JSON still comes out.
+                JsonCase{{"--root", DEVICE, "parcel", "--mode", "2", "--json", "-o",
+                          scratchPath("json.parcel")},
+                         0, "/header/num_data", 3},
                 JsonCase{{"lint", "--json", PLANTED}, 1, "/summary/errors", 5},
                 JsonCase{{"lint", "--json", NOTES}, 0, "/findings/1/rule", "matrix-white"},
                 JsonCase{{"lint", "--json", NOTES}, 0, "/findings/1/line", 7},
@@ -220,7 +232,7 @@ TEST(ToolParcel, RawBytesDecodeAsTheyWerePrinted) {
     EXPECT_EQ(printed.out.substr(printed.out.find("parcel ")), decoded.out);
 }
 
-TEST(ToolDecode, ReadsAtMostOneParcelAndNeverWaitsOnAFifo) {
+TEST(ToolFiles, DecodeReadsAtMostOneParcelAndNothingWaitsOnAFifo) {
     const std::string longer = scratchPath("long.parcel");
     {
         std::ifstream good(DATA + "/good.parcel", std::ios::binary);
@@ -230,12 +242,16 @@ TEST(ToolDecode, ReadsAtMostOneParcelAndNeverWaitsOnAFifo) {
     const ToolRun run = runTool({"decode", longer});
     EXPECT_EQ(run.status, TOOL_OK);
     EXPECT_NE(run.err.find("longer than the 65535 bytes a parcel can hold"), std::string::npos);
+    truncate(longer.c_str(), 65535);
+    EXPECT_EQ(runTool({"decode", longer}).err, "");
     const std::string fifo = scratchPath("parcel.fifo");
     unlink(fifo.c_str());
     ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
-    const ToolRun refused = runTool({"decode", fifo});
-    EXPECT_EQ(refused.status, TOOL_FAILED);
-    EXPECT_NE(refused.err.find("refused: a FIFO"), std::string::npos);
+    for (const char* command : {"decode", "lint"}) {
+        const ToolRun refused = runTool({command, fifo});
+        EXPECT_EQ(refused.status, TOOL_FAILED);
+        EXPECT_NE(refused.err.find("refused: a FIFO"), std::string::npos) << command;
+    }
     unlink(fifo.c_str());
 }
 
