@@ -9,6 +9,7 @@
 #include <memory>
 
 #include "HuevaneDataLut.h"
+#include "HuevaneImplementation.h"
 #include "HuevaneToolRequest.h"
 #include "HuevaneMatrixText.h"
 #include "HuevaneToolFile.h"
@@ -20,8 +21,9 @@ std::vector<int> attrsOf(const pvx_colormode_data_header& h) {
     return {h.attr0, h.attr1, h.attr2, h.attr3};
 }
 
+// The engine's own identity rule: a later LUT of the same slot replaces an earlier one.
 bool sameIdentity(const pvx_colormode_data_header& x, const pvx_colormode_data_header& y) {
-    return x.id == y.id && attrsOf(x) == attrsOf(y);
+    return HuevaneImplementation::compareDataLut({x, std::string()}, {y, std::string()});
 }
 
 // Fills index, aValue, bValue and detail for two texts that differ; false when they mean the
@@ -226,7 +228,7 @@ void writeJsonDocument(const std::vector<HuevaneDifference>& differences, std::o
         if (d.intentId >= 0) item["intent_id"] = d.intentId;
         if (d.entry >= 0) item["entry"] = d.entry;
         if (!d.node.empty()) item[d.modeId >= 0 ? "node" : "field"] = d.node;
-        if (!d.attrs.empty()) item["attrs"] = d.attrs;
+        if (!d.attrs.empty()) item["attr"] = d.attrs;
         if (d.modeId >= 0 && !d.node.empty()) {
             item["a"] = placeJson(d.a);
             item["b"] = placeJson(d.b);

@@ -223,7 +223,7 @@ HuevaneJson originJson(const HuevaneLutOrigin& origin) {
 HuevaneJson matrixJson(const mat4& m) {
     std::vector<int32_t> fixed;
     for (float value : m) fixed.push_back(getFixedPointFromFloat(value));
-    return {{"values", m}, {"fixed_point", fixed}};
+    return {{"values", m}, {"fixed", fixed}};
 }
 
 void writeJsonDocument(const HuevaneExplanation& explanation, std::ostream& out) {
@@ -233,7 +233,7 @@ void writeJsonDocument(const HuevaneExplanation& explanation, std::ostream& out)
         HuevaneJson item = {{"offset", entry.offset},
                                {"id", h.id},
                                {"node", getNodeLabel(h.id)},
-                               {"attrs", {h.attr0, h.attr1, h.attr2, h.attr3}},
+                               {"attr", {h.attr0, h.attr1, h.attr2, h.attr3}},
                                {"total_size", h.total_size},
                                {"crc", h.crc},
                                {"from", originJson(entry.origin)},

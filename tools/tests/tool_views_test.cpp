@@ -158,7 +158,7 @@ TEST_F(ToolViews, ExplainAccountsForEveryEntryAndTheMatrixProduct) {
     const std::vector<float> product = {0.5f, 0, 0, 0, 0.1875f, 0.75f, 0, 0,
                                         0,    0, 2, 0, 0.125f,  0,     0, 1};
     EXPECT_EQ(matrix["product"]["values"].get<std::vector<float>>(), product);
-    EXPECT_EQ(matrix["product"]["fixed_point"][4], 12288);
+    EXPECT_EQ(matrix["product"]["fixed"][4], 12288);
 }
 
 TEST_F(ToolViews, ExplainAndPlotRefuseWhatTheyCannotRead) {
