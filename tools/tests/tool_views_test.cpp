@@ -51,6 +51,48 @@ size_t countNodes(xmlDocPtr document, const char* expression) {
     return count;
 }
 
+TEST_F(ToolViews, ModelPlacesEachLutAtItsNodeInMainOrSubDocument) {
+    HuevaneCalibrationModel model = loadDeviceCalibration(SAMPLE_DEVICE, 0);
+    ASSERT_TRUE(model.errors.empty());
+    const struct {
+        uint32_t mode, intent;
+        size_t lut;
+        const char* file;
+        long line;
+    } cases[] = {
+            {2, 2, 0, "calib_data_colormode0_demo_panel_hdr.xml", 5},  // from the sub document
+            {2, 0, 0, "calib_data_colormode0_demo_panel.xml", 149},
+            {1, 0, 1, "calib_data_colormode0_demo_panel.xml", 66},
+    };
+    for (const auto& c : cases) {
+        const HuevaneModelPair* pair = model.findPair(c.mode, c.intent);
+        ASSERT_NE(pair, nullptr);
+        ASSERT_GT(pair->luts.size(), c.lut);
+        EXPECT_EQ(placeText(pair->luts[c.lut].place, true),
+                  std::string(c.file) + ":" + std::to_string(c.line));
+    }
+    EXPECT_EQ(model.subDocuments.size(), 1u);
+}
+
+TEST_F(ToolViews, LutValuesAreWholeDecimalFields) {
+    const struct {
+        const char* text;
+        std::vector<double> values;  // empty: not a list of numbers
+    } cases[] = {
+            {"1,2,3", {1, 2, 3}},
+            {" 1,\n  2 ,3,\n", {1, 2, 3}},  // a comma at the end opens no field
+            {"-5,+7", {-5, 7}},
+            {"1,,3", {}},
+            {"1,2a", {}},
+            {"", {}},
+    };
+    for (const auto& c : cases) {
+        std::vector<double> values;
+        EXPECT_EQ(getLutValues(c.text, &values), !c.values.empty()) << c.text;
+        EXPECT_EQ(values, c.values) << c.text;
+    }
+}
+
 TEST_F(ToolViews, DiffOfCalibrationsFindsWhatChangedByMeaning) {
     struct Expected {
         const char* kind;
@@ -63,9 +105,11 @@ TEST_F(ToolViews, DiffOfCalibrationsFindsWhatChangedByMeaning) {
     };
     // The matrix of mode 0 is laid out anew with the same numbers: no difference.
     const Expected expected[] = {
+            {"mode_changed", 1, "", 0, 0, -1, "", ""},
             {"mode_removed", 2, "", 0, 0, -1, "", ""},
             {"lut_changed", 0, "degamma", 6, 7, 6, "144", "150"},
             {"lut_added", 1, "scl", 0, 19, -1, "", ""},
+            {"intent_added", 1, "", 0, 0, -1, "", ""},
     };
     std::vector<HuevaneDifference> found = diffCalibrations(
             loadCalibrationFile(DATA + "/diff_a.xml"), loadCalibrationFile(DATA + "/diff_b.xml"));
@@ -105,7 +149,7 @@ TEST_F(ToolViews, DiffExitsLikeDiff) {
     EXPECT_EQ(runTool({"diff", "--json", DATA + "/diff_a.xml", DATA + "/diff_b.xml"}, &out), 1);
     HuevaneJson document = HuevaneJson::parse(out);
     EXPECT_EQ(document["same"], false);
-    EXPECT_EQ(document["differences"].size(), 3u);
+    EXPECT_EQ(document["differences"].size(), 5u);
 }
 
 TEST_F(ToolViews, DiffOfParcelsGoesEntryByEntry) {
