@@ -261,8 +261,7 @@ bool loadModel(const std::string& path, InputKind kind, uint32_t display,
                HuevaneCalibrationModel* model, HuevaneDiagnostics& diagnostics) {
     *model = kind == InputKind::root ? loadDeviceCalibration(path, display)
                                      : loadCalibrationFile(path);
-    for (const HuevaneFinding& finding : model->errors) diagnostics.report(finding);
-    return model->errors.empty();
+    return reportModelProblems(*model, diagnostics);
 }
 
 // A parcel whose entries can all be read; a wrong CRC or size is a difference to show, not

@@ -307,10 +307,10 @@ int runExplain(HuevaneToolContext& context, const HuevaneToolRequestOptions& opt
     if (stageToolRequest(engine, request, context.diagnostics) != TOOL_OK) return TOOL_FAILED;
     HuevaneCalibrationModel model =
             loadDeviceCalibration(context.common.root, context.common.display);
-    for (const HuevaneFinding& finding : model.errors) context.diagnostics.report(finding);
+    // The engine's opening has reported the calibration's warnings already.
+    if (!model.errors.empty()) return reportModelProblems(model, context.diagnostics), TOOL_FAILED;
     HuevaneExplanation explanation;
-    if (!model.errors.empty() ||
-        !explainStagedRequest(engine, model, request, &explanation, context.diagnostics)) {
+    if (!explainStagedRequest(engine, model, request, &explanation, context.diagnostics)) {
         return TOOL_FAILED;
     }
     writeExplanation(explanation, context.common.json, context.out);

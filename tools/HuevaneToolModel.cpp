@@ -133,17 +133,11 @@ HuevaneCalibrationModel loadCalibration(std::vector<std::string> names,
     std::vector<HuevaneFinding> complaints;
     XmlErrorLines lines(&complaints);
     HuevaneImplColorModeXml reader(names);
-    const size_t readerComplaints = complaints.size();
     XmlDoc document(HuevaneImplColorModeXmlBase::openColorModeFile(names));
-    // The second opening repeats what the reader's first one heard.
-    complaints.resize(readerComplaints);
-    model.errors = std::move(complaints);
     if (!document) {
-        if (model.errors.empty()) model.errors.push_back(missing);
+        model.errors = complaints.empty() ? std::vector<HuevaneFinding>{missing} : complaints;
         return model;
     }
-    model.warnings = std::move(model.errors);
-    model.errors.clear();
     model.document = documentFile(document.get());
     xmlNodePtr root = xmlDocGetRootElement(document.get());
     if (root == nullptr || !HuevaneImplColorModeXmlBase::isElementNamed(root, "Calib_Data")) {
@@ -152,6 +146,11 @@ HuevaneCalibrationModel loadCalibration(std::vector<std::string> names,
         return model;
     }
     Places places = placeLuts(reader, document.get(), &model.subDocuments);
+    // What was read anyway: candidates passed over, sub documents replaced by a node's own LUTs.
+    for (HuevaneFinding& complaint : complaints) {
+        complaint.severity = HuevaneSeverity::WARNING;
+        model.warnings.push_back(complaint);
+    }
     model.modes = reader.getColorModeList();
     for (const HuevaneMode& mode : model.modes) {
         for (const DisplayRenderIntent& intent : reader.getRenderIntentList(mode.modeId)) {
@@ -169,6 +168,12 @@ HuevaneCalibrationModel loadCalibration(std::vector<std::string> names,
 }
 
 }  // namespace
+
+bool reportModelProblems(const HuevaneCalibrationModel& model, HuevaneDiagnostics& diagnostics) {
+    for (const HuevaneFinding& finding : model.errors) diagnostics.report(finding);
+    for (const HuevaneFinding& finding : model.warnings) diagnostics.report(finding);
+    return model.errors.empty();
+}
 
 HuevaneLibraryLogGuard::HuevaneLibraryLogGuard(int logLevel) {
     gForwardLibraryLog = logLevel >= 0;

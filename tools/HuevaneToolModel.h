@@ -48,6 +48,9 @@ struct HuevaneCalibrationModel {
     const HuevaneModelPair* findPair(uint32_t modeId, uint32_t intentId) const;
 };
 
+// Reports the model's errors and warnings; false when the model is unusable.
+bool reportModelProblems(const HuevaneCalibrationModel& model, HuevaneDiagnostics& diagnostics);
+
 // Keeps the library's log lines off the tool's output while models are loaded, unless the user
 // asked for them with --log-level.
 class HuevaneLibraryLogGuard {

@@ -211,8 +211,7 @@ std::string plotPairSvg(const HuevaneModelPair& pair, const HuevanePlotOptions& 
 const HuevaneModelPair* findToolPair(HuevaneToolContext& context,
                                      const HuevaneCalibrationModel& model, uint32_t modeId,
                                      uint32_t intentId) {
-    for (const HuevaneFinding& finding : model.errors) context.diagnostics.report(finding);
-    if (!model.errors.empty()) return nullptr;
+    if (!reportModelProblems(model, context.diagnostics)) return nullptr;
     const HuevaneModelPair* pair = model.findPair(modeId, intentId);
     if (pair != nullptr) return pair;
     std::string offered;

@@ -146,8 +146,7 @@ HuevaneToolRun setupReportCommand(CLI::App& command) {
         HuevaneLibraryLogGuard quiet(context.common.logLevel);
         HuevaneCalibrationModel model =
                 loadDeviceCalibration(context.common.root, context.common.display);
-        for (const HuevaneFinding& finding : model.errors) context.diagnostics.report(finding);
-        if (!model.errors.empty()) return TOOL_FAILED;
+        if (!reportModelProblems(model, context.diagnostics)) return TOOL_FAILED;
         std::ostringstream unused;
         HuevaneDiagnostics lint(unused, false);
         lint.setCollecting(true);
