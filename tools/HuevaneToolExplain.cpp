@@ -308,7 +308,10 @@ int runExplain(HuevaneToolContext& context, const HuevaneToolRequestOptions& opt
     HuevaneCalibrationModel model =
             loadDeviceCalibration(context.common.root, context.common.display);
     // The engine's opening has reported the calibration's warnings already.
-    if (!model.errors.empty()) return reportModelProblems(model, context.diagnostics), TOOL_FAILED;
+    if (!model.errors.empty()) {
+        reportModelProblems(model, context.diagnostics);
+        return TOOL_FAILED;
+    }
     HuevaneExplanation explanation;
     if (!explainStagedRequest(engine, model, request, &explanation, context.diagnostics)) {
         return TOOL_FAILED;
