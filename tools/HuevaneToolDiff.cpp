@@ -10,10 +10,10 @@
 
 #include "HuevaneDataLut.h"
 #include "HuevaneImplementation.h"
-#include "HuevaneToolRequest.h"
 #include "HuevaneMatrixText.h"
 #include "HuevaneToolFile.h"
 #include "HuevaneToolJson.h"
+#include "HuevaneToolRequest.h"
 
 namespace {
 

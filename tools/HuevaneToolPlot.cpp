@@ -9,8 +9,8 @@
 #include <vector>
 
 #include "HuevaneDataLut.h"
-#include "HuevaneToolRequest.h"
 #include "HuevaneImplColorModeXml.h"
+#include "HuevaneToolRequest.h"
 
 namespace {
 

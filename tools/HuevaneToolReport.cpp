@@ -8,9 +8,9 @@
 #include "HuevaneCalibrationLint.h"
 
 #include "HuevaneDataLut.h"
-#include "HuevaneToolRequest.h"
 #include "HuevaneMatrixText.h"
 #include "HuevaneToolPlot.h"
+#include "HuevaneToolRequest.h"
 
 namespace {
 
