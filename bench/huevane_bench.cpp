@@ -3,7 +3,7 @@
 // same file. The ratios are the figures of interest (counters "x_floor").
 #include <android/log.h>
 #include <benchmark/benchmark.h>
-#include <libxml/parser.h>
+#include <fcntl.h>
 #include <stdlib.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -19,6 +19,7 @@
 
 #include "HuevaneBenchCalibration.h"
 #include "HuevaneBenchHeap.h"
+#include "HuevaneImplColorModeXmlBase.h"
 #include "HuevaneImplUtil.h"
 #include "IHuevane.h"
 
@@ -173,8 +174,8 @@ void BM_UpdateCycle(benchmark::State& state) {
 }
 BENCHMARK(BM_UpdateCycle)->UseManualTime();
 
-// createInstance + destroyInstance against xmlParseFile + xmlFreeDoc of the same file, and the
-// heap peak of each against the file size. Args: modes, intents.
+// createInstance + destroyInstance against the reader's own parse and free of the same file, and
+// the heap peak of each against the file size. Args: modes, intents.
 void BM_CreateInstance(benchmark::State& state) {
     const size_t fileBytes = device().writeCalibration(state.range(0), state.range(1));
     const std::string path = device().path(CALIBRATION_FILE);
@@ -197,8 +198,10 @@ void BM_CreateInstance(benchmark::State& state) {
 
         heapResetPeak();
         start = Clock::now();
-        xmlDocPtr document = xmlParseFile(path.c_str());
-        xmlFreeDoc(document);
+        {
+            HuevaneFd fd(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+            HuevaneXmlDoc document = HuevaneImplColorModeXmlBase::parseColorModeFile(fd.get(), path);
+        }
         floor += seconds(start, Clock::now());
         parsePeak = heapPeak() - base;
     }

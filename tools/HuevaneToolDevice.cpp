@@ -29,7 +29,9 @@ void onXmlError(void*, HuevaneXmlErrorPtr error) {
     while (!message.empty() && (message.back() == '\n' || message.back() == ' ')) {
         message.pop_back();
     }
-    gOpening->onXmlProblem(error->level == XML_ERR_WARNING, error->file ? error->file : "",
+    // The reader names documents by their device paths; the user knows them by this host's.
+    gOpening->onXmlProblem(error->level == XML_ERR_WARNING,
+                           error->file ? HuevaneImplUtil::getDevicePath(error->file) : "",
                            error->line, message);
 }
 

@@ -24,11 +24,6 @@ bool onLibraryLine(const HuevaneLogRecord&) {
     return gForwardLibraryLog;
 }
 
-struct XmlDocFree {
-    void operator()(xmlDoc* document) const { xmlFreeDoc(document); }
-};
-using XmlDoc = std::unique_ptr<xmlDoc, XmlDocFree>;
-
 // Collects libxml2's complaints as one line each while the reader parses.
 class XmlErrorLines {
   public:
@@ -48,7 +43,7 @@ class XmlErrorLines {
         HuevaneFinding finding;
         finding.severity =
                 error->level == XML_ERR_WARNING ? HuevaneSeverity::WARNING : HuevaneSeverity::ERROR;
-        finding.file = error->file != nullptr ? error->file : "";
+        finding.file = error->file != nullptr ? HuevaneImplUtil::getDevicePath(error->file) : "";
         finding.line = error->line;
         finding.message = message;
         // Each candidate name that reaches the same file parses it again; say it once.
@@ -64,8 +59,11 @@ class XmlErrorLines {
     std::vector<HuevaneFinding>* mLines;
 };
 
+// The reader names a document by its device path; this host knows it under the device root.
 std::string documentFile(const xmlDoc* document) {
-    return document->URL != nullptr ? reinterpret_cast<const char*>(document->URL) : "";
+    return document->URL != nullptr
+                   ? HuevaneImplUtil::getDevicePath(reinterpret_cast<const char*>(document->URL))
+                   : "";
 }
 
 bool isLutNode(const xmlNode* node) {
@@ -102,7 +100,7 @@ Places placeLuts(HuevaneImplColorModeXml& reader, xmlDoc* document,
         }
         HuevaneLutKey key(reader.getColorModeFromXmlProperties(child).modeId,
                           reader.getRenderIntentFromXmlProperties(child).intentId);
-        XmlDoc sub(reader.getSubXmlDoc(child));
+        HuevaneXmlDoc sub(reader.getSubXmlDoc(child));
         xmlDocPtr subDocument = sub.get();
         xmlNodePtr first = sub ? reader.getSubXmlNode(subDocument) : nullptr;
         if (first != nullptr) {
@@ -133,7 +131,7 @@ HuevaneCalibrationModel loadCalibration(std::vector<std::string> names,
     std::vector<HuevaneFinding> complaints;
     XmlErrorLines lines(&complaints);
     HuevaneImplColorModeXml reader(names);
-    XmlDoc document(HuevaneImplColorModeXmlBase::openColorModeFile(names));
+    HuevaneXmlDoc document(HuevaneImplColorModeXmlBase::openColorModeFile(names));
     if (!document) {
         model.errors = complaints.empty() ? std::vector<HuevaneFinding>{missing} : complaints;
         return model;
