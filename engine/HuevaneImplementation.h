@@ -48,6 +48,8 @@ class HuevaneImplementation : public IHuevane {
     static bool compareDataLut(const HuevaneDataLut& a, const HuevaneDataLut& b);
     int32_t packDataLutsIntoParcel(HuevaneDataLutList& list, void* buffer);
     void printParcel(void* buffer);
+    // Host tools show which calibration documents the reader used, and why others were not.
+    const HuevaneImplColorMode& getColorModeSource() const { return *mColorMode; }
 
   private:
     // 0 when a stage took the LUT.

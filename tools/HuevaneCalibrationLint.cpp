@@ -392,6 +392,11 @@ bool CalibrationLint::lintSubDocument(xmlNodePtr node, int64_t* sum) {
         return false;
     }
     const long line = xmlGetLineNo(node);
+    if (!HuevaneImplUtil::isPlainFileName(subXml)) {
+        report("subxml-name", mPath, line, HuevaneSeverity::ERROR,
+               "subxml='" + subXml + "' is not a file name: the library ignores it");
+        return false;
+    }
     const std::vector<std::string> names =
             HuevaneImplColorModeXml::getSubXmlNames({mPath}, subXml);
     if (names.empty()) {

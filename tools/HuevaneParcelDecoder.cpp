@@ -123,18 +123,20 @@ HuevaneJson getMatrixJson(const HuevaneDecodedEntry& entry) {
     return {{"enabled", entry.enabled}, {"fixed", fixed}, {"values", values}};
 }
 
+// The headers are packed: each field goes in by value (unary +), never as a reference to a
+// misaligned member.
 HuevaneJson getEntryJson(const HuevaneDecodedEntry& entry) {
     const pvx_colormode_data_header& h = entry.header;
     HuevaneJson out;
     out["offset"] = entry.offset;
     if (entry.hasHeader) {
-        out["magic"] = h.magic;
-        out["id"] = h.id;
+        out["magic"] = +h.magic;
+        out["id"] = +h.id;
         out["node"] = getParcelNodeName(h.id);
-        out["total_size"] = h.total_size;
-        out["header_size"] = h.header_size;
-        out["attr"] = {h.attr0, h.attr1, h.attr2, h.attr3};
-        out["crc"] = h.crc;
+        out["total_size"] = +h.total_size;
+        out["header_size"] = +h.header_size;
+        out["attr"] = {+h.attr0, +h.attr1, +h.attr2, +h.attr3};
+        out["crc"] = +h.crc;
         out["crc_computed"] = entry.crc;
         out["text"] = entry.hasText ? HuevaneJson(entry.text) : HuevaneJson();
         out["matrix"] = entry.hasMatrix ? getMatrixJson(entry) : HuevaneJson();
@@ -151,9 +153,9 @@ HuevaneJson getParcelJson(const HuevaneDecodedParcel& parcel) {
     out["header"] = HuevaneJson();
     if (parcel.hasHeader) {
         const pvx_colormode_parcel_header& h = parcel.header;
-        out["header"] = {{"magic", h.magic},           {"seq_num", h.seq_num},
-                         {"total_size", h.total_size}, {"header_size", h.header_size},
-                         {"num_data", h.num_data},     {"magic_word", h.magic_word}};
+        out["header"] = {{"magic", +h.magic},           {"seq_num", +h.seq_num},
+                         {"total_size", +h.total_size}, {"header_size", +h.header_size},
+                         {"num_data", +h.num_data},     {"magic_word", +h.magic_word}};
     }
     out["entries"] = HuevaneJson::array();
     for (const HuevaneDecodedEntry& entry : parcel.entries) out["entries"].push_back(getEntryJson(entry));

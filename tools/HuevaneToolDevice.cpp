@@ -4,22 +4,26 @@
 #include <libxml/parser.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 
 #include "HuevaneImplColorMode.h"
+#include "HuevaneImplColorModeXmlBase.h"
+#include "HuevaneImplementation.h"
 #include "HuevaneImplUtil.h"
 #include "HuevaneLogSink.h"
 #include "HuevaneXmlError.h"
 
 namespace {
 
-// The hooks are process-wide; one device is opened at a time.
+// The libxml2 hook is process-wide; one device is opened at a time.
 HuevaneToolDevice* gOpening = nullptr;
 bool gForwardLog = false;
 
-bool onLogRecord(const HuevaneLogRecord& record) {
-    if (gOpening != nullptr) gOpening->onLibraryLine(record.priority, record.message);
+// The library's own lines reach stderr only when --log-level asks for them; what they say is
+// reported from the reader's record instead.
+bool onLogRecord(const HuevaneLogRecord&) {
     return gForwardLog;
 }
 
@@ -29,15 +33,39 @@ void onXmlError(void*, HuevaneXmlErrorPtr error) {
     while (!message.empty() && (message.back() == '\n' || message.back() == ' ')) {
         message.pop_back();
     }
-    // The reader names documents by their device paths; the user knows them by this host's.
+    // The reader names documents by their device paths; the user's editor wants the copy's.
+    const std::string file = error->file != nullptr ? error->file : "";
     gOpening->onXmlProblem(error->level == XML_ERR_WARNING,
-                           error->file ? HuevaneImplUtil::getDevicePath(error->file) : "",
-                           error->line, message);
+                           file.empty() ? file : HuevaneImplUtil::getDevicePath(file), error->line,
+                           message);
 }
 
-std::string trimNewline(std::string text) {
-    while (!text.empty() && text.back() == '\n') text.pop_back();
-    return text;
+using Document = HuevaneCalibrationDocument;
+
+// Why the reader did not use a document; `sub` tells a sub document (whose mode node then keeps
+// its own LUTs) from a calibration document.
+std::string getOutcomeText(Document::Outcome outcome, bool sub) {
+    const std::string fallback = sub ? ": the mode node's own LUTs are used" : ": skipped";
+    switch (outcome) {
+        case Document::USED:
+            return "used";
+        case Document::NOT_USED:
+            return sub ? "no <Calib_Data> root or no tune mode" + fallback
+                       : "no <Calib_Data> root: the library reads nothing from it";
+        case Document::NOT_A_FILE:
+            return "not a regular file" + fallback;
+        case Document::TOO_LARGE:
+            return "larger than the " +
+                   std::to_string(HuevaneImplColorModeXmlBase::MAX_DOCUMENT_BYTES) +
+                   " bytes the library reads" + fallback;
+        case Document::NOT_PARSED:
+            return "does not parse" + fallback;
+        case Document::TEXT_BUDGET:
+            return "entity references take its LUT texts past " +
+                   std::to_string(HuevaneImplColorModeXmlBase::MAX_LUT_TEXT_BYTES) + " bytes" +
+                   fallback;
+    }
+    return "not used";
 }
 
 }  // namespace
@@ -47,21 +75,6 @@ HuevaneToolDevice::~HuevaneToolDevice() {
     setHuevaneLogSink(nullptr);
 }
 
-void HuevaneToolDevice::onLibraryLine(int priority, const std::string& message) {
-    // The reader names every document it opened, at info priority.
-    static const std::string OPENED = " opened\n";
-    if (priority == ANDROID_LOG_INFO && message.size() > OPENED.size() &&
-        message.compare(message.size() - OPENED.size(), OPENED.size(), OPENED) == 0) {
-        mDocuments.push_back(message.substr(0, message.size() - OPENED.size()));
-        return;
-    }
-    // "empty document" only repeats that nothing could be read, which open() explains itself.
-    if (priority < ANDROID_LOG_ERROR || mDocuments.empty()) return;
-    mLibraryErrors++;
-    mContext.diagnostics.error(HuevaneImplUtil::getDevicePath(mDocuments.back()), 0,
-                               trimNewline(message));
-}
-
 void HuevaneToolDevice::onXmlProblem(bool warning, const std::string& file, long line,
                                      const std::string& message) {
     // Without a target name both candidates are one file, parsed twice: say it once.
@@ -69,13 +82,13 @@ void HuevaneToolDevice::onXmlProblem(bool warning, const std::string& file, long
     if (warning) {
         mContext.diagnostics.warning(file, line, message);
     } else {
-        mXmlErrors++;
         mContext.diagnostics.error(file, line, message);
     }
 }
 
 bool HuevaneToolDevice::open() {
     const HuevaneToolCommon& common = mContext.common;
+    const size_t errorsBefore = mContext.diagnostics.getErrorCount();
     HuevaneImplUtil::setDeviceRoot(common.root);
     gForwardLog = common.logLevel >= 0;
     __android_log_set_minimum_priority(gForwardLog ? ANDROID_LOG_VERBOSE : ANDROID_LOG_INFO);
@@ -86,6 +99,7 @@ bool HuevaneToolDevice::open() {
     gOpening = nullptr;
     xmlSetStructuredErrorFunc(nullptr, nullptr);
     if (mEngine && common.logLevel >= 0) mEngine->setLogLevel(common.logLevel);
+    if (mEngine) readDocuments();
     if (mDocuments.empty()) {
         mContext.diagnostics.error("no calibration document of display " +
                                    std::to_string(common.display) + " could be read under " +
@@ -93,18 +107,42 @@ bool HuevaneToolDevice::open() {
         reportCandidates();
         return false;
     }
-    return mEngine != nullptr && mXmlErrors == 0 && mLibraryErrors == 0;
+    return mContext.diagnostics.getErrorCount() == errorsBefore;
 }
 
+// What the engine's own reader recorded: the documents it used, and a line for each it did not.
+void HuevaneToolDevice::readDocuments() {
+    // createInstance builds nothing but HuevaneImplementation.
+    const auto& engine = static_cast<const HuevaneImplementation&>(*mEngine);
+    const std::vector<std::string> candidates =
+            HuevaneImplColorMode::getXmlNames(mContext.common.display);
+    bool mainUsed = false;
+    for (const Document& document : engine.getColorModeSource().getCalibrationDocuments()) {
+        const bool sub = mainUsed || std::find(candidates.begin(), candidates.end(),
+                                               document.path) == candidates.end();
+        if (document.outcome == Document::USED) {
+            mDocuments.push_back(document.path);
+            mainUsed = true;
+            continue;
+        }
+        const std::string file = HuevaneImplUtil::getDevicePath(document.path);
+        const std::string text = getOutcomeText(document.outcome, sub);
+        if (!mXmlReported.insert(file + ":" + text).second) continue;
+        // A sub document the library does without is a warning; a calibration document it
+        // cannot use is an error even when the next candidate stands in for it.
+        sub ? mContext.diagnostics.warning(file, 0, text) : mContext.diagnostics.error(file, 0, text);
+    }
+    // A calibration document that parsed but held nothing usable is not "the" document.
+    if (!mainUsed) mDocuments.clear();
+}
+// The candidates the reader never found; those it found were reported with their outcome.
 void HuevaneToolDevice::reportCandidates() {
     std::vector<std::string> names = HuevaneImplColorMode::getXmlNames(mContext.common.display);
     if (names.size() == 2 && names[0] == names[1]) names.pop_back();
     for (const std::string& name : names) {
         const std::string path = HuevaneImplUtil::getDevicePath(name);
-        if (access(path.c_str(), R_OK) != 0) {
+        if (access(path.c_str(), F_OK) != 0) {
             mContext.diagnostics.note(path, 0, std::string("tried: ") + strerror(errno));
-        } else {
-            mContext.diagnostics.note(path, 0, "tried: does not parse");
         }
     }
 }

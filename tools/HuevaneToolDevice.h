@@ -1,6 +1,6 @@
 // One display's engine on a copied device tree, created as the compositor creates it, with
 // everything that went wrong on the way reported: files not found (and why), libxml2's errors
-// as FILE:LINE lines, and what the library refused.
+// as FILE:LINE lines, and each document the reader recorded as not used, with the reason.
 #ifndef HUEVANE_TOOLS_HUEVANETOOLDEVICE_H
 #define HUEVANE_TOOLS_HUEVANETOOLDEVICE_H
 
@@ -26,12 +26,12 @@ class HuevaneToolDevice {
     // Device paths of the documents the reader opened, the calibration document first.
     const std::vector<std::string>& getDocuments() const { return mDocuments; }
 
-    // Called from the log and libxml2 hooks while open() runs.
-    void onLibraryLine(int priority, const std::string& message);
+    // Called from the libxml2 hook while open() runs.
     void onXmlProblem(bool warning, const std::string& file, long line, const std::string& message);
 
   private:
     void reportCandidates();
+    void readDocuments();
 
     struct EngineDeleter {
         void operator()(IHuevane* engine) const { destroyInstance(engine); }
@@ -40,8 +40,6 @@ class HuevaneToolDevice {
     std::unique_ptr<IHuevane, EngineDeleter> mEngine;
     std::vector<std::string> mDocuments;
     std::set<std::string> mXmlReported;
-    size_t mXmlErrors = 0;
-    size_t mLibraryErrors = 0;
 };
 
 #endif  // HUEVANE_TOOLS_HUEVANETOOLDEVICE_H

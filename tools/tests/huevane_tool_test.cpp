@@ -85,13 +85,15 @@ INSTANTIATE_TEST_SUITE_P(
         ::testing::Values(
                 ExitCase{{"--root", DEVICE, "modes"}, 0, "mode 2  display_p3  (gamut 2)", ""},
                 ExitCase{{"modes", "--root=" + DEVICE, "--display=1"}, 0,
-                         "  calibration   /vendor/etc/pvx/calib_data_colormode1.xml\n", ""},
+                         "  calibration   /vendor/etc/pvx/calib_data_colormode1.xml\n"
+                         "  2 colour modes\n",
+                         ""},
                 ExitCase{{"--root", DEVICE, "--display", "5", "modes"}, 1, "",
                          "calib_data_colormode5.xml: note: tried: No such file or directory"},
                 ExitCase{{"--root", TRUNCATED, "modes"}, 1, "",
                          TRUNCATED_FILE + ":14: error: Premature end of data in tag gamma"},
                 ExitCase{{"--root", DATA + "/devices/wrong_root", "modes"}, 1, "",
-                         "calib_data_colormode0.xml: error: document of the wrong type"}));
+                         "calib_data_colormode0.xml: error: no <Calib_Data> root"}));
 
 INSTANTIATE_TEST_SUITE_P(
         Parcel, ToolExit,
@@ -105,7 +107,7 @@ INSTANTIATE_TEST_SUITE_P(
                          "error: mode 3 lists no intent 0; its intents: 1"},
                 ExitCase{{"--root", DEVICE, "parcel", "--mode", "1", "--transform",
                           "nan,0,0,0, 0,1,0,0, 0,0,1,0, 0,0,0,1e6"},
-                         0, "result      consistent",
+                         0, "mode 1, intent 0 (setColorMode)",
                          "warning: --transform element 0 (row 0, column 0) is nan"},
                 ExitCase{{"--root", DEVICE, "--strict", "parcel", "--mode", "1", "--transform",
                           "1,0,0,0, 0,1,0,0, 0,0,1,0, 0,0,inf,1"},
@@ -116,6 +118,9 @@ INSTANTIATE_TEST_SUITE_P(
                          0, "colour transform, 0 extension LUTs", ""},
                 ExitCase{{"--root", DEVICE, "parcel", "--mode", "1", "--transform", "1,2,3"}, 2,
                          "", "--transform needs 16 numbers"},
+                ExitCase{{"--root", DEVICE, "parcel", "--mode", "1", "--transform",
+                          "identity", "0"},
+                         2, "", "--transform needs 16 numbers or 'identity', got 17"},
                 ExitCase{{"--root", DEVICE, "parcel", "--mode", "1", "--extension", "gama:1"}, 2,
                          "", "--extension needs ID:TEXT"},
                 ExitCase{{"--root", DEVICE, "parcel", "--mode", "1", "--extension",
@@ -202,6 +207,7 @@ INSTANTIATE_TEST_SUITE_P(
                 JsonCase{{"lint", "--json", PLANTED}, 1, "/summary/errors", 5},
                 JsonCase{{"lint", "--json", NOTES}, 0, "/findings/1/rule", "matrix-white"},
                 JsonCase{{"lint", "--json", NOTES}, 0, "/findings/1/line", 7},
+                JsonCase{{"lint", "--json", NOTES}, 0, "/summary/passed", true},
                 // The attribute entry applies to the extension LUT after it, not before.
                 JsonCase{{"--root", DEVICE, "parcel", "--json", "--mode", "0", "--extension",
                           "hsc:1", "--attributes", "1 2 3 4", "--extension", "scl:2"},
@@ -230,6 +236,25 @@ TEST(ToolParcel, RawBytesDecodeAsTheyWerePrinted) {
     EXPECT_EQ(decoded.status, TOOL_OK);
     // The printed parcel is the decoded one behind two request lines.
     EXPECT_EQ(printed.out.substr(printed.out.find("parcel ")), decoded.out);
+}
+
+TEST(ToolDecode, AnEntryOneByteLongerThanTheParcelIsCaught) {
+    std::ifstream good(DATA + "/good.parcel", std::ios::binary);
+    std::string bytes((std::istreambuf_iterator<char>(good)), std::istreambuf_iterator<char>());
+    ASSERT_GT(bytes.size(), 16u);
+    // The first entry's total_size (bytes 14-15) claims the rest of the parcel and one byte more.
+    const unsigned total = static_cast<uint8_t>(bytes[2]) | static_cast<uint8_t>(bytes[3]) << 8;
+    const unsigned claimed = total - 12 + 1;
+    bytes[14] = static_cast<char>(claimed & 0xFF);
+    bytes[15] = static_cast<char>(claimed >> 8);
+    const std::string file = scratchPath("long_entry.parcel");
+    std::ofstream(file, std::ios::binary) << bytes;
+    const ToolRun run = runTool({"decode", file});
+    EXPECT_EQ(run.status, TOOL_FAILED);
+    EXPECT_NE(run.out.find("runs past the end of the parcel (" + std::to_string(total - 12) +
+                           " bytes left)"),
+              std::string::npos)
+            << run.out;
 }
 
 TEST(ToolFiles, DecodeReadsAtMostOneParcelAndNothingWaitsOnAFifo) {
