@@ -205,6 +205,22 @@ TEST_F(ToolViews, ExplainAccountsForEveryEntryAndTheMatrixProduct) {
     EXPECT_EQ(matrix["product"]["fixed"][4], 12288);
 }
 
+TEST_F(ToolViews, ExplainNamesOnlyStoredMatricesWhenAnExtensionDisablesItsOwn) {
+    // A disabled extension matrix stores nothing, yet the stage takes it and emits the product of
+    // what the others stored under its header.
+    std::string out;
+    ASSERT_EQ(runTool({"--root", DATA + "/explain_device", "explain", "--json", "--mode", "1",
+                       "--transform", "identity", "--extension",
+                       "gamma_matrix:0,65536,0,0,0,0,65536,0,0,0,0,65536,0,0,0,0,65536"},
+                      &out),
+              0);
+    const HuevaneJson matrix = HuevaneJson::parse(out)["entries"].back();
+    EXPECT_EQ(matrix["from"]["source"], "extension");
+    ASSERT_EQ(matrix["factors"].size(), 2u);
+    EXPECT_EQ(matrix["factors"][0]["from"]["source"], "colour_transform");
+    EXPECT_EQ(matrix["factors"][1]["from"]["source"], "colour_mode");
+}
+
 TEST_F(ToolViews, ExplainAndPlotRefuseWhatTheyCannotRead) {
     EXPECT_EQ(runTool({"--root", DATA + "/no_such_device", "explain", "--mode", "1"}), 1);
     EXPECT_EQ(runTool({"--root", DATA + "/explain_device", "explain", "--mode", "9"}), 1);
@@ -236,6 +252,23 @@ TEST_F(ToolViews, PlotDrawsOneCurvePerNumericLutAndOnePanelPerMatrix) {
         ASSERT_NE(document, nullptr) << svg;
         EXPECT_EQ(countNodes(document, "//s:polyline"), c.curves) << c.mode << c.node;
         EXPECT_EQ(countNodes(document, "//s:rect[@width='14']"), c.swatches) << c.mode << c.node;
+        xmlFreeDoc(document);
+    }
+}
+
+TEST_F(ToolViews, PlotOfEverySamplePairParsesWithOneCurvePerValueList) {
+    HuevaneCalibrationModel model = loadDeviceCalibration(SAMPLE_DEVICE, 0);
+    for (const HuevaneModelPair& pair : model.pairs) {
+        size_t curves = 0;
+        for (const HuevaneModelLut& lut : pair.luts) {
+            std::vector<double> values;
+            curves += getLutValues(lut.lut.second, &values) && lut.lut.first.id != 6 &&
+                      lut.lut.first.id != 11;
+        }
+        std::string svg = plotPairSvg(pair, HuevanePlotOptions());
+        xmlDocPtr document = xmlReadMemory(svg.data(), static_cast<int>(svg.size()), nullptr,
+                                           nullptr, XML_PARSE_NONET);
+        EXPECT_EQ(countNodes(document, "//s:polyline"), curves) << pair.mode.modeId;
         xmlFreeDoc(document);
     }
 }
