@@ -132,8 +132,6 @@ void HuevaneToolDevice::readDocuments() {
         // cannot use is an error even when the next candidate stands in for it.
         sub ? mContext.diagnostics.warning(file, 0, text) : mContext.diagnostics.error(file, 0, text);
     }
-    // A calibration document that parsed but held nothing usable is not "the" document.
-    if (!mainUsed) mDocuments.clear();
 }
 // The candidates the reader never found; those it found were reported with their outcome.
 void HuevaneToolDevice::reportCandidates() {

@@ -92,6 +92,10 @@ INSTANTIATE_TEST_SUITE_P(
                          "calib_data_colormode5.xml: note: tried: No such file or directory"},
                 ExitCase{{"--root", TRUNCATED, "modes"}, 1, "",
                          TRUNCATED_FILE + ":14: error: Premature end of data in tag gamma"},
+                // A sub document the reader does without is a warning, not a failure.
+                ExitCase{{"--root", DATA + "/devices/sub_untuned", "modes"}, 0, "  1 colour mode\n",
+                         "calib_data_colormode0_hdr.xml: warning: no <Calib_Data> root or no "
+                         "tune mode"},
                 ExitCase{{"--root", DATA + "/devices/wrong_root", "modes"}, 1, "",
                          "calib_data_colormode0.xml: error: no <Calib_Data> root"}));
 
