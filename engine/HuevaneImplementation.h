@@ -44,7 +44,8 @@ class HuevaneImplementation : public IHuevane {
     HuevaneDataLutList createDataLuts();
     void putDataLut(HuevaneDataLutList& list, const HuevaneDataLut& lut);
     void putDataLuts(HuevaneDataLutList& list, HuevaneDataLutList luts, int32_t sourceKind);
-    bool compareDataLut(const HuevaneDataLut& a, const HuevaneDataLut& b);
+    // Same hardware slot: same id and attribute bytes. Reads no engine state.
+    static bool compareDataLut(const HuevaneDataLut& a, const HuevaneDataLut& b);
     int32_t packDataLutsIntoParcel(HuevaneDataLutList& list, void* buffer);
     void printParcel(void* buffer);
     // Host tools show which calibration documents the reader used, and why others were not.

@@ -29,6 +29,12 @@ const HuevaneToolCommand COMMANDS[] = {
         {"parcel", "build one coefficient parcel through IHuevane", setupParcelCommand, true},
         {"decode", "decode and check a parcel ('-' reads standard input)", setupDecodeCommand},
         {"lint", "check calibration documents (a CI gate)", setupLintCommand},
+        {"diff", "compare two calibrations by meaning, or two parcels entry by entry",
+         setupDiffCommand},
+        {"explain", "where every entry of a parcel comes from, matrix products included",
+         setupExplainCommand},
+        {"plot", "the LUTs of one mode and intent as an SVG picture", setupPlotCommand},
+        {"report", "one self-contained HTML page for a device's calibration", setupReportCommand},
 };
 
 const char* const DESCRIPTION =

@@ -54,5 +54,9 @@ HuevaneToolRun setupModesCommand(CLI::App& command);
 HuevaneToolRun setupParcelCommand(CLI::App& command);
 HuevaneToolRun setupDecodeCommand(CLI::App& command);
 HuevaneToolRun setupLintCommand(CLI::App& command);
+HuevaneToolRun setupDiffCommand(CLI::App& command);
+HuevaneToolRun setupExplainCommand(CLI::App& command);
+HuevaneToolRun setupPlotCommand(CLI::App& command);
+HuevaneToolRun setupReportCommand(CLI::App& command);
 
 #endif  // HUEVANE_TOOLS_HUEVANETOOLCOMMAND_H

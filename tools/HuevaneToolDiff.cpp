@@ -1,0 +1,395 @@
+#include "HuevaneToolDiff.h"
+
+#include <sys/stat.h>
+
+#include <CLI/CLI.hpp>
+
+#include <cstdio>
+#include <fstream>
+#include <memory>
+
+#include "HuevaneDataLut.h"
+#include "HuevaneImplementation.h"
+#include "HuevaneMatrixText.h"
+#include "HuevaneToolFile.h"
+#include "HuevaneToolJson.h"
+#include "HuevaneToolRequest.h"
+
+namespace {
+
+std::vector<int> attrsOf(const pvx_colormode_data_header& h) {
+    return {h.attr0, h.attr1, h.attr2, h.attr3};
+}
+
+// The engine's own identity rule: a later LUT of the same slot replaces an earlier one.
+bool sameIdentity(const pvx_colormode_data_header& x, const pvx_colormode_data_header& y) {
+    return HuevaneImplementation::compareDataLut({x, std::string()}, {y, std::string()});
+}
+
+// Fills index, aValue, bValue and detail for two texts that differ; false when they mean the
+// same (matrix texts that read as the same matrix).
+bool describeTextChange(uint8_t id, const std::string& x, const std::string& y,
+                        HuevaneDifference* d) {
+    bool enabledX = false, enabledY = false;
+    mat4 mx, my;
+    if ((id == PVX_NODE_GAMMA_MATRIX || id == PVX_NODE_LINEAR_MATRIX) &&
+        getMatrixFromText(x, &enabledX, &mx) && getMatrixFromText(y, &enabledY, &my) &&
+        enabledX == enabledY && mx == my) {
+        return false;
+    }
+    std::vector<std::string> fx = getLutFields(x), fy = getLutFields(y);
+    size_t changed = 0;
+    for (size_t i = 0; i < fx.size() && i < fy.size(); i++) {
+        if (fx[i] == fy[i]) continue;
+        if (changed++ == 0) {
+            d->index = static_cast<int64_t>(i);
+            d->aValue = fx[i];
+            d->bValue = fy[i];
+        }
+    }
+    if (fx.size() != fy.size()) {
+        d->detail = std::to_string(fx.size()) + " values -> " + std::to_string(fy.size());
+    } else if (changed == 0) {
+        d->detail = "same values, different white space (sent to the hardware as written)";
+    } else {
+        d->detail = std::to_string(changed) + " of " + std::to_string(fx.size()) + " values differ";
+    }
+    return true;
+}
+
+HuevaneDifference lutDifference(const char* kind, const HuevaneModelPair& pair,
+                                const pvx_colormode_data_header& h) {
+    HuevaneDifference d;
+    d.kind = kind;
+    d.modeId = pair.mode.modeId;
+    d.intentId = pair.intent.intentId;
+    d.node = getNodeLabel(h.id);
+    d.attrs = attrsOf(h);
+    return d;
+}
+
+// The n-th LUT of `luts` with the identity of `h` (n counted from 0), or null.
+const HuevaneModelLut* findLut(const std::vector<HuevaneModelLut>& luts,
+                               const pvx_colormode_data_header& h, size_t n) {
+    for (const HuevaneModelLut& lut : luts) {
+        if (sameIdentity(lut.lut.first, h) && n-- == 0) return &lut;
+    }
+    return nullptr;
+}
+
+size_t occurrence(const std::vector<HuevaneModelLut>& luts, size_t i) {
+    size_t n = 0;
+    for (size_t k = 0; k < i; k++) n += sameIdentity(luts[k].lut.first, luts[i].lut.first);
+    return n;
+}
+
+void diffPair(const HuevaneModelPair& pa, const HuevaneModelPair& pb,
+              std::vector<HuevaneDifference>* out) {
+    for (size_t i = 0; i < pa.luts.size(); i++) {
+        const HuevaneModelLut& la = pa.luts[i];
+        const HuevaneModelLut* lb = findLut(pb.luts, la.lut.first, occurrence(pa.luts, i));
+        HuevaneDifference d = lutDifference(lb ? "lut_changed" : "lut_removed", pa, la.lut.first);
+        d.a = la.place;
+        if (lb != nullptr) {
+            d.b = lb->place;
+            if (la.lut.second == lb->lut.second ||
+                !describeTextChange(la.lut.first.id, la.lut.second, lb->lut.second, &d)) {
+                continue;
+            }
+        }
+        out->push_back(d);
+    }
+    for (size_t i = 0; i < pb.luts.size(); i++) {
+        const HuevaneModelLut& lb = pb.luts[i];
+        if (findLut(pa.luts, lb.lut.first, occurrence(pb.luts, i)) != nullptr) continue;
+        HuevaneDifference d = lutDifference("lut_added", pb, lb.lut.first);
+        d.b = lb.place;
+        out->push_back(d);
+    }
+}
+
+const HuevaneMode* findMode(const std::vector<HuevaneMode>& modes, uint32_t id) {
+    for (const HuevaneMode& mode : modes) {
+        if (mode.modeId == id) return &mode;
+    }
+    return nullptr;
+}
+
+HuevaneDifference modeDifference(const char* kind, const HuevaneMode& mode) {
+    HuevaneDifference d;
+    d.kind = kind;
+    d.modeId = mode.modeId;
+    d.detail = mode.modeName + ", gamut " + std::to_string(mode.gamutId);
+    return d;
+}
+
+void diffModes(const HuevaneCalibrationModel& a, const HuevaneCalibrationModel& b,
+               std::vector<HuevaneDifference>* out) {
+    for (const HuevaneMode& ma : a.modes) {
+        const HuevaneMode* mb = findMode(b.modes, ma.modeId);
+        if (mb == nullptr) {
+            out->push_back(modeDifference("mode_removed", ma));
+        } else if (mb->modeName != ma.modeName || mb->gamutId != ma.gamutId) {
+            HuevaneDifference d = modeDifference("mode_changed", ma);
+            d.detail += " -> " + mb->modeName + ", gamut " + std::to_string(mb->gamutId);
+            out->push_back(d);
+        }
+    }
+    for (const HuevaneMode& mb : b.modes) {
+        if (findMode(a.modes, mb.modeId) == nullptr) out->push_back(modeDifference("mode_added", mb));
+    }
+}
+
+HuevaneDifference intentDifference(const char* kind, const HuevaneModelPair& pair) {
+    HuevaneDifference d;
+    d.kind = kind;
+    d.modeId = pair.mode.modeId;
+    d.intentId = pair.intent.intentId;
+    d.detail = pair.intent.intentName;
+    return d;
+}
+
+// Pairs of a mode that both sides offer; pairs of an added or removed mode go with the mode.
+void diffPairs(const HuevaneCalibrationModel& a, const HuevaneCalibrationModel& b,
+               std::vector<HuevaneDifference>* out) {
+    for (const HuevaneModelPair& pa : a.pairs) {
+        if (findMode(b.modes, pa.mode.modeId) == nullptr) continue;
+        const HuevaneModelPair* pb = b.findPair(pa.mode.modeId, pa.intent.intentId);
+        if (pb == nullptr) {
+            out->push_back(intentDifference("intent_removed", pa));
+            continue;
+        }
+        if (pb->intent.intentName != pa.intent.intentName) {
+            HuevaneDifference d = intentDifference("intent_changed", pa);
+            d.detail += " -> " + pb->intent.intentName;
+            out->push_back(d);
+        }
+        diffPair(pa, *pb, out);
+    }
+    for (const HuevaneModelPair& pb : b.pairs) {
+        if (findMode(a.modes, pb.mode.modeId) != nullptr &&
+            a.findPair(pb.mode.modeId, pb.intent.intentId) == nullptr) {
+            out->push_back(intentDifference("intent_added", pb));
+        }
+    }
+}
+
+void diffField(const char* field, long long x, long long y, int64_t entry,
+               std::vector<HuevaneDifference>* out) {
+    if (x == y) return;
+    HuevaneDifference d;
+    d.kind = entry < 0 ? "parcel_changed" : "entry_changed";
+    d.entry = entry;
+    d.node = field;
+    d.aValue = std::to_string(x);
+    d.bValue = std::to_string(y);
+    d.detail = std::string(field) + " " + d.aValue + " -> " + d.bValue;
+    out->push_back(d);
+}
+
+std::string subject(const HuevaneDifference& d) {
+    std::string text = "parcel";
+    if (d.entry >= 0) text = "entry " + std::to_string(d.entry);
+    if (d.modeId >= 0) text = "mode " + std::to_string(d.modeId);
+    if (d.intentId >= 0) text += ", intent " + std::to_string(d.intentId);
+    if (d.modeId >= 0 && !d.node.empty()) {
+        text += ": " + d.node + " attr";
+        for (size_t i = 0; i < d.attrs.size(); i++) {
+            text += (i ? "," : " ") + std::to_string(d.attrs[i]);
+        }
+    }
+    return text;
+}
+
+void writeText(const std::vector<HuevaneDifference>& differences, std::ostream& out) {
+    for (const HuevaneDifference& d : differences) {
+        out << d.kind << "  " << subject(d);
+        if (d.a.line > 0) out << "  A " << placeText(d.a);
+        if (d.b.line > 0) out << "  B " << placeText(d.b);
+        if (!d.detail.empty()) out << ": " << d.detail;
+        if (d.index >= 0) {
+            out << "; first at index " << d.index << ": " << d.aValue << " -> " << d.bValue;
+        }
+        out << "\n";
+    }
+    out << differences.size() << " difference" << (differences.size() == 1 ? "" : "s") << "\n";
+}
+
+HuevaneJson placeJson(const HuevaneLutPlace& place) {
+    if (place.line <= 0 && place.file.empty()) return nullptr;
+    return {{"file", place.file}, {"line", place.line}};
+}
+
+void writeJsonDocument(const std::vector<HuevaneDifference>& differences, std::ostream& out) {
+    HuevaneJson list = HuevaneJson::array();
+    for (const HuevaneDifference& d : differences) {
+        HuevaneJson item = {{"kind", d.kind}};
+        if (d.modeId >= 0) item["mode_id"] = d.modeId;
+        if (d.intentId >= 0) item["intent_id"] = d.intentId;
+        if (d.entry >= 0) item["entry"] = d.entry;
+        if (!d.node.empty()) item[d.modeId >= 0 ? "node" : "field"] = d.node;
+        if (!d.attrs.empty()) item["attr"] = d.attrs;
+        if (d.modeId >= 0 && !d.node.empty()) {
+            item["a"] = placeJson(d.a);
+            item["b"] = placeJson(d.b);
+        }
+        item["detail"] = d.detail;
+        if (d.index >= 0) item["index"] = d.index;
+        if (!d.aValue.empty() || !d.bValue.empty()) {
+            item["a_value"] = d.aValue;
+            item["b_value"] = d.bValue;
+        }
+        list.push_back(item);
+    }
+    writeJson(out, {{"same", differences.empty()}, {"differences", list}});
+}
+
+enum class InputKind { unreadable, root, parcel, calibration };
+
+// Only regular files are opened, so a FIFO or a device never blocks the tool.
+InputKind inputKind(const std::string& path) {
+    struct stat status;
+    if (stat(path.c_str(), &status) != 0) return InputKind::unreadable;
+    if (S_ISDIR(status.st_mode)) return InputKind::root;
+    if (!S_ISREG(status.st_mode)) return InputKind::unreadable;
+    std::ifstream file(path, std::ios::binary);
+    if (!file) return InputKind::unreadable;
+    return file.get() == PVX_DATA_MAGIC ? InputKind::parcel : InputKind::calibration;
+}
+
+bool loadModel(const std::string& path, InputKind kind, uint32_t display,
+               HuevaneCalibrationModel* model, HuevaneDiagnostics& diagnostics) {
+    *model = kind == InputKind::root ? loadDeviceCalibration(path, display)
+                                     : loadCalibrationFile(path);
+    return reportModelProblems(*model, diagnostics);
+}
+
+// A parcel whose entries can all be read; a wrong CRC or size is a difference to show, not
+// trouble.
+bool loadParcel(const std::string& path, HuevaneDecodedParcel* parcel,
+                HuevaneDiagnostics& diagnostics) {
+    HuevaneToolFileRead file = readToolFile(path, PVX_PARCEL_MAX_SIZE);
+    if (!file.ok) {
+        diagnostics.error(path, 0, "cannot read: " + file.error);
+        return false;
+    }
+    *parcel = readParcel(reinterpret_cast<const uint8_t*>(file.bytes.data()), file.bytes.size());
+    bool whole = parcel->hasHeader && parcel->entries.size() == parcel->header.num_data;
+    for (const HuevaneDecodedEntry& entry : parcel->entries) whole &= entry.hasText;
+    if (!whole) {
+        diagnostics.error(path, 0,
+                          "not a whole parcel: " +
+                                  (parcel->errors.empty() ? std::string("an entry cannot be read")
+                                                          : parcel->errors[0]));
+    }
+    return whole;
+}
+
+struct DiffOptions {
+    std::string a, b;
+};
+
+}  // namespace
+
+std::vector<HuevaneDifference> diffCalibrations(const HuevaneCalibrationModel& a,
+                                                const HuevaneCalibrationModel& b) {
+    std::vector<HuevaneDifference> out;
+    diffModes(a, b, &out);
+    diffPairs(a, b, &out);
+    return out;
+}
+
+std::vector<HuevaneDifference> diffParcels(const HuevaneDecodedParcel& a,
+                                           const HuevaneDecodedParcel& b) {
+    std::vector<HuevaneDifference> out;
+    diffField("seq_num", a.header.seq_num, b.header.seq_num, -1, &out);
+    diffField("total_size", a.header.total_size, b.header.total_size, -1, &out);
+    diffField("num_data", a.header.num_data, b.header.num_data, -1, &out);
+    for (size_t k = 0; k < a.entries.size() || k < b.entries.size(); k++) {
+        const int64_t entry = static_cast<int64_t>(k);
+        if (k >= a.entries.size() || k >= b.entries.size()) {
+            const HuevaneDecodedEntry& only = k < a.entries.size() ? a.entries[k] : b.entries[k];
+            HuevaneDifference d;
+            d.kind = k < a.entries.size() ? "entry_removed" : "entry_added";
+            d.entry = entry;
+            d.detail = getNodeLabel(only.header.id) + " at offset " +
+                       std::to_string(only.offset);
+            out.push_back(d);
+            continue;
+        }
+        const pvx_colormode_data_header& x = a.entries[k].header;
+        const pvx_colormode_data_header& y = b.entries[k].header;
+        diffField("id", x.id, y.id, entry, &out);
+        diffField("attr0", x.attr0, y.attr0, entry, &out);
+        diffField("attr1", x.attr1, y.attr1, entry, &out);
+        diffField("attr2", x.attr2, y.attr2, entry, &out);
+        diffField("attr3", x.attr3, y.attr3, entry, &out);
+        diffField("total_size", x.total_size, y.total_size, entry, &out);
+        diffField("crc", x.crc, y.crc, entry, &out);
+        HuevaneDifference d;
+        if (a.entries[k].text != b.entries[k].text &&
+            describeTextChange(x.id, a.entries[k].text, b.entries[k].text, &d)) {
+            d.kind = "entry_changed";
+            d.entry = entry;
+            d.node = "text";
+            d.detail = getNodeLabel(x.id) + " text: " + d.detail;
+            out.push_back(d);
+        }
+    }
+    return out;
+}
+
+void writeDifferences(const std::vector<HuevaneDifference>& differences, bool json,
+                      std::ostream& out) {
+    json ? writeJsonDocument(differences, out) : writeText(differences, out);
+}
+
+int runDiff(const std::string& a, const std::string& b, uint32_t display, bool json,
+            std::ostream& out, HuevaneDiagnostics& diagnostics) {
+    const InputKind ka = inputKind(a), kb = inputKind(b);
+    for (const std::string* path : {&a, &b}) {
+        if (inputKind(*path) == InputKind::unreadable) {
+            diagnostics.error(*path, 0, "cannot be read: neither a folder nor a regular file");
+            return TOOL_USAGE;
+        }
+    }
+    const bool parcels = ka == InputKind::parcel || kb == InputKind::parcel;
+    if (parcels && ka != kb) {
+        diagnostics.error("diff compares a parcel with a parcel, not with a calibration");
+        return TOOL_USAGE;
+    }
+    std::vector<HuevaneDifference> differences;
+    if (parcels) {
+        HuevaneDecodedParcel pa, pb;
+        if (!loadParcel(a, &pa, diagnostics) || !loadParcel(b, &pb, diagnostics)) {
+            return TOOL_USAGE;
+        }
+        differences = diffParcels(pa, pb);
+    } else {
+        HuevaneCalibrationModel ma, mb;
+        if (!loadModel(a, ka, display, &ma, diagnostics) ||
+            !loadModel(b, kb, display, &mb, diagnostics)) {
+            return TOOL_USAGE;
+        }
+        differences = diffCalibrations(ma, mb);
+    }
+    writeDifferences(differences, json, out);
+    return differences.empty() ? TOOL_OK : TOOL_FAILED;
+}
+
+HuevaneToolRun setupDiffCommand(CLI::App& command) {
+    command.description(
+            "Compares two calibrations by meaning (two documents, or two device trees of\n"
+            "--display): modes and intents added or removed, and per (mode, intent) the LUTs\n"
+            "added, removed or changed, with both line numbers. Two parcels are compared entry\n"
+            "by entry. Exit status as diff's: 0 same, 1 different, 2 trouble.");
+    auto options = std::make_shared<DiffOptions>();
+    command.add_option("A", options->a, "calibration document, device root or parcel")
+            ->required();
+    command.add_option("B", options->b, "the same kind of input as A")->required();
+    return [options](HuevaneToolContext& context) {
+        HuevaneLibraryLogGuard quiet(context.common.logLevel);
+        return runDiff(options->a, options->b, context.common.display, context.common.json,
+                       context.out, context.diagnostics);
+    };
+}

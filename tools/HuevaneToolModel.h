@@ -1,0 +1,74 @@
+// Decoded models that diff, explain, plot and report work on: a calibration as the library's
+// reader understood it (modes, intents and the data LUTs of every pair, each LUT with the file and
+// line it came from), and a parcel read back entry by entry.
+#ifndef HUEVANE_TOOLS_HUEVANETOOLMODEL_H
+#define HUEVANE_TOOLS_HUEVANETOOLMODEL_H
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "HuevaneDataLut.h"
+#include "HuevaneMatrixText.h"
+#include "HuevaneToolDiagnostics.h"
+#include "IHuevane.h"
+
+// Where a calibration LUT was written: file as opened on this host, 1-based line (0 unknown).
+struct HuevaneLutPlace {
+    std::string file;
+    long line = 0;
+};
+
+// "file:line"; "" when not known. `brief`: the file's name without its folder.
+std::string placeText(const HuevaneLutPlace& place, bool brief = false);
+
+struct HuevaneModelLut {
+    HuevaneDataLut lut;
+    HuevaneLutPlace place;
+};
+
+struct HuevaneModelPair {
+    HuevaneMode mode;
+    DisplayRenderIntent intent;
+    std::vector<HuevaneModelLut> luts;
+};
+
+struct HuevaneCalibrationModel {
+    std::string document;                   // main document as opened on this host
+    std::vector<std::string> subDocuments;  // in the order the reader opened them
+    std::vector<HuevaneMode> modes;
+    // The pairs in the order the compositor is offered them: mode list, then each intent list.
+    std::vector<HuevaneModelPair> pairs;
+    // Why no calibration could be read; the model is unusable when there are any.
+    std::vector<HuevaneFinding> errors;
+    // What libxml2 said about documents that were passed over for a later one.
+    std::vector<HuevaneFinding> warnings;
+
+    const HuevaneModelPair* findPair(uint32_t modeId, uint32_t intentId) const;
+};
+
+// Reports the model's errors and warnings; false when the model is unusable.
+bool reportModelProblems(const HuevaneCalibrationModel& model, HuevaneDiagnostics& diagnostics);
+
+// Keeps the library's log lines off the tool's output while models are loaded, unless the user
+// asked for them with --log-level.
+class HuevaneLibraryLogGuard {
+  public:
+    explicit HuevaneLibraryLogGuard(int logLevel);
+    ~HuevaneLibraryLogGuard();
+    HuevaneLibraryLogGuard(const HuevaneLibraryLogGuard&) = delete;
+    HuevaneLibraryLogGuard& operator=(const HuevaneLibraryLogGuard&) = delete;
+};
+
+// A calibration file on its own: sub documents are looked for beside it, as the library names them.
+HuevaneCalibrationModel loadCalibrationFile(const std::string& path);
+// The calibration of `display` in a device tree rooted at `root`, chosen as the library chooses.
+HuevaneCalibrationModel loadDeviceCalibration(const std::string& root, uint32_t display);
+
+// The numbers of a LUT text that is a list of decimal values; false for any other text.
+bool getLutValues(const std::string& text, std::vector<double>* values);
+// A LUT text cut into its comma-separated fields, white space around each removed.
+std::vector<std::string> getLutFields(const std::string& text);
+
+#endif  // HUEVANE_TOOLS_HUEVANETOOLMODEL_H

@@ -1,0 +1,16 @@
+// `report`: one self-contained HTML page for a device's calibration: its modes and intents, per
+// pair the LUTs with their curves and the matrices, and the lint findings.
+#ifndef HUEVANE_TOOLS_HUEVANETOOLREPORT_H
+#define HUEVANE_TOOLS_HUEVANETOOLREPORT_H
+
+#include <string>
+#include <vector>
+
+#include "HuevaneToolCommand.h"
+#include "HuevaneToolModel.h"
+
+// `findings` are lint's. The page fetches nothing: no scripts, fonts, style sheets or images.
+std::string reportHtml(const HuevaneCalibrationModel& model, const std::string& heading,
+                       const std::vector<HuevaneFinding>& findings);
+
+#endif  // HUEVANE_TOOLS_HUEVANETOOLREPORT_H
