@@ -5,7 +5,8 @@ CMAKE_FLAGS ?=
 
 PACKAGES := cmake g++ make pkg-config libxml2-dev android-liblog-dev libgtest-dev libbenchmark-dev
 
-.PHONY: deps build test run clean sanitize fuzz fuzz-smoke fuzz-build bench
+.PHONY: deps build test run clean sanitize fuzz fuzz-smoke fuzz-build bench bench-build \
+	compare-today
 
 # Installs what is missing when run as root; otherwise prints the command to run.
 deps:
@@ -73,8 +74,21 @@ fuzz-smoke: fuzz-build
 BENCH_DIR ?= build-bench
 BENCH_FLAGS ?=
 
-bench: deps
+# The library as of TODAY_COMMIT, built from history, runs beside this tree's in the same
+# process: the benchmarks print vs_today, and `make compare-today` checks that both answer
+# every request byte for byte alike (COMPARE_REQUESTS of them).
+TODAY_COMMIT ?= a5951ea
+COMPARE_REQUESTS ?= 20000
+
+bench-build: deps
+	bench/build-today.sh $(TODAY_COMMIT) $(abspath $(BENCH_DIR))/today $(JOBS)
 	cmake -S . -B $(BENCH_DIR) -DHUEVANE_BUILD_BENCH=ON -DHUEVANE_BUILD_TESTS=OFF \
-	    -DHUEVANE_BUILD_TOOLS=OFF -DCMAKE_BUILD_TYPE=Release
+	    -DHUEVANE_BUILD_TOOLS=OFF -DCMAKE_BUILD_TYPE=Release \
+	    -DHUEVANE_BENCH_TODAY_DIR=$(abspath $(BENCH_DIR))/today
 	cmake --build $(BENCH_DIR) -j $(JOBS)
+
+bench: bench-build
 	$(BENCH_DIR)/bench/huevane_bench $(BENCH_FLAGS)
+
+compare-today: bench-build
+	$(BENCH_DIR)/bench/huevane_compare $(COMPARE_REQUESTS)

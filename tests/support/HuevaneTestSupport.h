@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "HuevaneDataLut.h"
+#include "HuevaneDeviceTree.h"
 
 struct LogLine {
     int priority;
@@ -33,28 +34,6 @@ public:
 private:
     std::vector<LogLine> mLines;
     int mPreviousMinimum;
-};
-
-// A temporary folder that stands for the device's "/" while it lives.
-class DeviceTree {
-public:
-    DeviceTree();
-    ~DeviceTree();
-    DeviceTree(const DeviceTree&) = delete;
-    DeviceTree& operator=(const DeviceTree&) = delete;
-
-    const std::string& root() const { return mRoot; }
-    std::string hostPath(const std::string& devicePath) const { return mRoot + devicePath; }
-    // Writes `content` at a device path such as "/vendor/etc/pvx/calib_data_colormode0.xml",
-    // creating the folders on the way.
-    void writeFile(const std::string& devicePath, const std::string& content) const;
-    void removeFile(const std::string& devicePath) const;
-    // The calibration file of `display` under its default name.
-    void writeCalibration(uint32_t display, const std::string& content) const;
-    void writeTargetName(uint32_t display, const std::string& content) const;
-
-private:
-    std::string mRoot;
 };
 
 // The bytes of a data-LUT header, for comparing against the documented wire bytes.
