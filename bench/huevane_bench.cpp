@@ -159,7 +159,7 @@ BENCHMARK_TEMPLATE(BM_Update, timeCycle)->Name("BM_UpdateCycle")->UseManualTime(
 
 // createInstance + destroyInstance of one build; its heap peak over the file size goes to `peak`.
 double timeCreate(const HuevaneLibrary& library, double* peak, size_t fileBytes) {
-    size_t base = heapCurrent();
+    int64_t base = heapCurrent();
     heapResetPeak();
     auto start = Clock::now();
     IHuevane* engine = library.create(0);
@@ -177,6 +177,7 @@ void BM_CreateInstance(benchmark::State& state) {
     const std::string path = device().hostPath(CALIBRATION_FILE);
     Totals totals;
     double nowPeak = 0, todayPeak = 0, parsePeak = 0;
+    heapCount(true);
     for (auto _ : state) {
         double elapsed = timeCreate(nowLibrary(), &nowPeak, fileBytes);
         state.SetIterationTime(elapsed);
@@ -184,13 +185,14 @@ void BM_CreateInstance(benchmark::State& state) {
         if (todayLibrary() != nullptr) {
             totals.today += timeCreate(*todayLibrary(), &todayPeak, fileBytes);
         }
-        size_t base = heapCurrent();
+        int64_t base = heapCurrent();
         heapResetPeak();
         auto start = Clock::now();
         xmlFreeDoc(xmlParseFile(path.c_str()));
         totals.floor += seconds(start, Clock::now());
         parsePeak = double(heapPeak() - base) / fileBytes;
     }
+    heapCount(false);
     state.counters["file_bytes"] = benchmark::Counter(static_cast<double>(fileBytes));
     state.counters["floor_ms"] = benchmark::Counter(totals.floor * 1e3 / state.iterations());
     state.counters["x_floor"] = benchmark::Counter(totals.now / totals.floor);

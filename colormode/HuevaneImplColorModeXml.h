@@ -49,6 +49,8 @@ class HuevaneImplColorModeXml : public HuevaneImplColorModeXmlBase {
     xmlNodePtr getSubXmlNode(xmlDocPtr& document);
     int32_t tryPutDataLutsMapBySubXml(xmlNodePtr& node, const HuevaneLutKey& key);
     HuevaneDataLutList getDataLuts(uint32_t modeId, uint32_t intentId);
+    // The stored list of the pair itself, or null; valid as long as the reader lives.
+    const HuevaneDataLutList* findDataLuts(uint32_t modeId, uint32_t intentId) const;
     void dumpDataLuts();
     int32_t getDataLutsMaxSize();
 

@@ -92,9 +92,14 @@ int32_t HuevaneImplColorModeXml::tryPutDataLutsMapBySubXml(xmlNodePtr& node,
 }
 
 HuevaneDataLutList HuevaneImplColorModeXml::getDataLuts(uint32_t modeId, uint32_t intentId) {
+    const HuevaneDataLutList* luts = findDataLuts(modeId, intentId);
+    return luts != nullptr ? *luts : HuevaneDataLutList();
+}
+
+const HuevaneDataLutList* HuevaneImplColorModeXml::findDataLuts(uint32_t modeId,
+                                                                uint32_t intentId) const {
     auto entry = mDataLutsMap.find(HuevaneLutKey(modeId, intentId));
-    if (entry == mDataLutsMap.end()) return HuevaneDataLutList();
-    return entry->second;
+    return entry != mDataLutsMap.end() ? &entry->second : nullptr;
 }
 
 void HuevaneImplColorModeXml::dumpDataLuts() {

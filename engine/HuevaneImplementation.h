@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "HuevaneDataLut.h"
+#include "HuevaneDataLutIndex.h"
 #include "HuevaneImplColorMode.h"
 #include "HuevaneImplExtension.h"
 #include "HuevaneImplMatrix.h"
@@ -51,7 +52,10 @@ class HuevaneImplementation : public IHuevane {
   private:
     // 0 when a stage took the LUT.
     int32_t offerToMatrixStages(int32_t sourceKind, const HuevaneDataLut& lut);
-    void putDataLut(HuevaneDataLutList& list, HuevaneDataLut&& lut);
+    // createDataLuts into `list`, which must be empty; de-duplicates through mIndex.
+    void collectDataLuts(HuevaneDataLutList& list);
+    void putIndexedDataLuts(HuevaneDataLutList& list, HuevaneDataLutList&& luts, int32_t sourceKind);
+    void putIndexedDataLut(HuevaneDataLutList& list, HuevaneDataLut&& lut);
 
     std::unique_ptr<HuevaneImplColorMode> mColorMode;
     std::unique_ptr<HuevaneImplTransform> mTransform;
@@ -61,6 +65,9 @@ class HuevaneImplementation : public IHuevane {
     int32_t mMinCoefSize = PVX_MIN_COEF_SIZE;
     uint8_t mSeqNum = 0;
     int32_t mLogLevel = 0;
+    // Scratch of every update, kept so that the update allocates only for the LUT texts.
+    HuevaneDataLutIndex mIndex;
+    HuevaneDataLutList mUpdateList;
 };
 
 #endif  // HUEVANE_ENGINE_HUEVANEIMPLEMENTATION_H

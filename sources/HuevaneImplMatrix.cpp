@@ -1,5 +1,7 @@
 #include "HuevaneImplMatrix.h"
 
+#include <cstring>
+
 #include "HuevaneImplUtil.h"
 
 namespace {
@@ -32,26 +34,55 @@ int32_t HuevaneImplMatrix::setDataLuts(int sourceKind, const HuevaneDataLut& lut
     if (parseMatrix(sourceKind, lut.second) != 0) return 1;
     // A disabled matrix while no source holds one: taken, nothing to emit.
     if (mMatrices.empty()) return 0;
+    if (!mCombinedValid) updateCombined();
+    // Only the offered LUT's own header bytes differ between emissions of the same product.
+    HuevaneImplUtil::warnUnappliedDataLuts(mDataLuts);
+    pvx_colormode_data_header combined = lut.first;
+    combined.total_size = mCombined.first.total_size;
+    combined.crc = mCombined.first.crc;
+    mDataLuts.emplace_back(combined, mCombined.second);
+    return 0;
+}
+
+void HuevaneImplMatrix::updateCombined() {
     mat4 accumulator = IDENTITY;
     for (auto entry = mMatrices.rbegin(); entry != mMatrices.rend(); ++entry) {
         accumulator = multiply(accumulator, entry->second);
     }
-    putDataLuts(lut.first, getMatrixToString(accumulator));
-    return 0;
+    formatMatrixText(accumulator.data(), accumulator.size(), &mCombined.second);
+    HuevaneImplUtil::setDataHeaderText(mCombined.first, mCombined.second);
+    mCombinedValid = true;
+}
+
+const HuevaneImplMatrix::ReadText& HuevaneImplMatrix::readText(int sourceKind,
+                                                               const std::string& text) {
+    const bool remembered = sourceKind >= 0 && sourceKind < static_cast<int>(mReadTexts.size());
+    ReadText& read = remembered ? mReadTexts[sourceKind] : mScratchText;
+    if (remembered && read.text == text) return read;
+    read.text = text;
+    read.valid = getMatrixFromText(text, &read.enabled, &read.matrix);
+    return read;
 }
 
 int32_t HuevaneImplMatrix::parseMatrix(int sourceKind, const std::string& text) {
-    bool enabled = false;
-    mat4 matrix;
-    if (!getMatrixFromText(text, &enabled, &matrix)) return 1;
+    const ReadText& read = readText(sourceKind, text);
+    if (!read.valid) return 1;
     for (auto& entry : mMatrices) {
         if (entry.first == sourceKind) {
             // Replacing or disabling keeps the key's place in the product.
-            entry.second = enabled ? matrix : IDENTITY;
+            const mat4& matrix = read.enabled ? read.matrix : IDENTITY;
+            // Bit for bit: the product is written from these exact values.
+            if (memcmp(entry.second.data(), matrix.data(), sizeof(mat4)) != 0) {
+                entry.second = matrix;
+                mCombinedValid = false;
+            }
             return 0;
         }
     }
-    if (enabled) mMatrices.emplace_back(sourceKind, matrix);
+    if (read.enabled) {
+        mMatrices.emplace_back(sourceKind, read.matrix);
+        mCombinedValid = false;
+    }
     return 0;
 }
 

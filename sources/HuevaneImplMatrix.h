@@ -3,6 +3,7 @@
 #ifndef HUEVANE_SOURCES_HUEVANEIMPLMATRIX_H
 #define HUEVANE_SOURCES_HUEVANEIMPLMATRIX_H
 
+#include <array>
 #include <cstdint>
 #include <string>
 #include <utility>
@@ -27,11 +28,30 @@ public:
     const std::vector<std::pair<int, mat4>>& getMatrices() const { return mMatrices; }
 
 private:
+    // A matrix text as read: the same calibration and transform texts come back on every update.
+    struct ReadText {
+        std::string text;
+        bool valid = false;
+        bool enabled = false;
+        mat4 matrix{};
+    };
+    // What `text` reads as; remembered per source kind (0 to 2), read afresh for any other.
+    const ReadText& readText(int sourceKind, const std::string& text);
+    // The product of the stored matrices as a text, with the header fields that depend on it.
+    void updateCombined();
+
     // Source kind -> matrix, kept in first-insertion order: the product visits the newest key
     // first, and replacing a matrix keeps its key's place. At most three entries.
     std::vector<std::pair<int, mat4>> mMatrices;
     HuevaneDataLutList mDataLuts;
     uint8_t mNodeId;
+
+    std::array<ReadText, 3> mReadTexts;
+    ReadText mScratchText;
+    // mCombined's text is the product of mMatrices while mCombinedValid holds; its header carries
+    // that text's total_size and crc.
+    HuevaneDataLut mCombined;
+    bool mCombinedValid = false;
 };
 
 #endif  // HUEVANE_SOURCES_HUEVANEIMPLMATRIX_H

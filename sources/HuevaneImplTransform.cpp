@@ -1,11 +1,21 @@
 #include "HuevaneImplTransform.h"
 
+#include <cstring>
+
 #include "HuevaneImplUtil.h"
 #include "HuevaneMatrixText.h"
 
 int32_t HuevaneImplTransform::setDataLuts(std::vector<float> matrix) {
     if (matrix.size() != MATRIX_ELEMENTS) return 1;
-    putDataLuts(PVX_NODE_GAMMA_MATRIX, getMatrixToString(matrix));
+    // Bit for bit, so that NaN and -0.0 are told apart like any other value.
+    if (mLastMatrix.size() != matrix.size() ||
+        memcmp(mLastMatrix.data(), matrix.data(), matrix.size() * sizeof(float)) != 0) {
+        formatMatrixText(matrix.data(), matrix.size(), &mLastLut.second);
+        mLastLut.first = HuevaneImplUtil::getDataHeader(PVX_NODE_GAMMA_MATRIX, mLastLut.second);
+        mLastMatrix = std::move(matrix);
+    }
+    HuevaneImplUtil::warnUnappliedDataLuts(mDataLuts);
+    mDataLuts.push_back(mLastLut);
     return 0;
 }
 

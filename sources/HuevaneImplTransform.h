@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "HuevaneDataLut.h"
 #include "HuevaneImplCallerSource.h"
 
 class HuevaneImplTransform : public HuevaneImplCallerSource<float> {
@@ -21,6 +22,12 @@ public:
 
     void putDataLuts(unsigned char id, std::string text);
     std::string getMatrixToString(std::vector<float>& matrix);
+
+private:
+    // The last matrix staged and its LUT: a compositor sends the same transform frame after
+    // frame, and its text need not be written again.
+    std::vector<float> mLastMatrix;
+    HuevaneDataLut mLastLut;
 };
 
 #endif  // HUEVANE_SOURCES_HUEVANEIMPLTRANSFORM_H

@@ -24,20 +24,25 @@ int32_t getFixedPointFromFloat(float value) {
 }
 
 std::string getMatrixTextFromFloats(const float* elements, size_t count) {
-    // Written on every update by the matrix stages: format into a stack buffer, one string
-    // allocation at the end. "-2147483648," is the longest field.
-    constexpr size_t FIELD_MAX = 12;
-    char field[FIELD_MAX];
-    std::string text = "1,";
-    text.reserve(2 + count * FIELD_MAX);
-    for (size_t i = 0; i < count; i++) {
-        std::to_chars_result written =
-                std::to_chars(field, field + FIELD_MAX - 1, getFixedPointFromFloat(elements[i]));
-        *written.ptr++ = ',';
-        text.append(field, written.ptr);
-    }
-    text.pop_back();
+    std::string text;
+    formatMatrixText(elements, count, &text);
     return text;
+}
+
+void formatMatrixText(const float* elements, size_t count, std::string* text) {
+    // "-2147483648," is the longest field.
+    constexpr size_t FIELD_MAX = 12;
+    text->resize(2 + count * FIELD_MAX);
+    char* const begin = &(*text)[0];
+    char* const end = begin + text->size();
+    char* out = begin;
+    *out++ = '1';
+    *out++ = ',';
+    for (size_t i = 0; i < count; i++) {
+        out = std::to_chars(out, end, getFixedPointFromFloat(elements[i])).ptr;
+        *out++ = ',';
+    }
+    text->resize(static_cast<size_t>(out - begin) - 1);  // no comma after the last field
 }
 
 bool getMatrixFromText(const std::string& text, bool* enabled, mat4* matrix) {

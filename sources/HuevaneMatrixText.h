@@ -18,6 +18,9 @@ int32_t getFixedPointFromFloat(float value);
 
 // "1," then `count` fixed-point elements, comma separated, no trailing comma.
 std::string getMatrixTextFromFloats(const float* elements, size_t count);
+// The same text written into `text`, whose storage is reused: no allocation once it has held
+// one matrix text.
+void formatMatrixText(const float* elements, size_t count, std::string* text);
 
 // Reads a matrix text. False when it does not hold a flag and exactly 16 numeric elements
 // (a field without digits or outside the signed 32-bit range rejects the whole text).
