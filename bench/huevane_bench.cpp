@@ -157,17 +157,33 @@ void BM_Update(benchmark::State& state) {
 BENCHMARK_TEMPLATE(BM_Update, timeUpdate)->Name("BM_UpdateColorCoef")->UseManualTime();
 BENCHMARK_TEMPLATE(BM_Update, timeCycle)->Name("BM_UpdateCycle")->UseManualTime();
 
-// createInstance + destroyInstance of one build; its heap peak over the file size goes to `peak`.
-double timeCreate(const HuevaneLibrary& library, double* peak, size_t fileBytes) {
-    int64_t base = heapCurrent();
-    heapResetPeak();
+// createInstance + destroyInstance of one build.
+double timeCreate(const HuevaneLibrary& library) {
     auto start = Clock::now();
     IHuevane* engine = library.create(0);
     library.destroy(engine);
     double elapsed = seconds(start, Clock::now());
     if (engine == nullptr) abort();
-    *peak = double(heapPeak() - base) / fileBytes;
     return elapsed;
+}
+
+double timeParse(const std::string& path) {
+    auto start = Clock::now();
+    xmlFreeDoc(xmlParseFile(path.c_str()));
+    return seconds(start, Clock::now());
+}
+
+// The heap peak of `run` over `fileBytes`, counted in a pass of its own: counting costs a lookup
+// per allocation, which the timed passes must not pay.
+template <typename Run>
+double peakOf(Run run, size_t fileBytes) {
+    heapCount(true);
+    int64_t base = heapCurrent();
+    heapResetPeak();
+    run();
+    double peak = double(heapPeak() - base) / fileBytes;
+    heapCount(false);
+    return peak;
 }
 
 // createInstance + destroyInstance against xmlParseFile + xmlFreeDoc of the same file, and the
@@ -175,33 +191,27 @@ double timeCreate(const HuevaneLibrary& library, double* peak, size_t fileBytes)
 void BM_CreateInstance(benchmark::State& state) {
     const size_t fileBytes = writeCalibration(state.range(0), state.range(1));
     const std::string path = device().hostPath(CALIBRATION_FILE);
+    const HuevaneLibrary* today = todayLibrary();
     Totals totals;
-    double nowPeak = 0, todayPeak = 0, parsePeak = 0;
-    heapCount(true);
     for (auto _ : state) {
-        double elapsed = timeCreate(nowLibrary(), &nowPeak, fileBytes);
+        double elapsed = timeCreate(nowLibrary());
         state.SetIterationTime(elapsed);
         totals.now += elapsed;
-        if (todayLibrary() != nullptr) {
-            totals.today += timeCreate(*todayLibrary(), &todayPeak, fileBytes);
-        }
-        int64_t base = heapCurrent();
-        heapResetPeak();
-        auto start = Clock::now();
-        xmlFreeDoc(xmlParseFile(path.c_str()));
-        totals.floor += seconds(start, Clock::now());
-        parsePeak = double(heapPeak() - base) / fileBytes;
+        if (today != nullptr) totals.today += timeCreate(*today);
+        totals.floor += timeParse(path);
     }
-    heapCount(false);
     state.counters["file_bytes"] = benchmark::Counter(static_cast<double>(fileBytes));
     state.counters["floor_ms"] = benchmark::Counter(totals.floor * 1e3 / state.iterations());
     state.counters["x_floor"] = benchmark::Counter(totals.now / totals.floor);
-    state.counters["peak_x_file"] = benchmark::Counter(nowPeak);
-    state.counters["parse_peak_x_file"] = benchmark::Counter(parsePeak);
-    if (todayLibrary() != nullptr) {
+    state.counters["peak_x_file"] =
+            benchmark::Counter(peakOf([] { timeCreate(nowLibrary()); }, fileBytes));
+    state.counters["parse_peak_x_file"] =
+            benchmark::Counter(peakOf([&] { timeParse(path); }, fileBytes));
+    if (today != nullptr) {
         state.counters["today_x_floor"] = benchmark::Counter(totals.today / totals.floor);
         state.counters["vs_today"] = benchmark::Counter(totals.now / totals.today);
-        state.counters["today_peak_x_file"] = benchmark::Counter(todayPeak);
+        state.counters["today_peak_x_file"] =
+                benchmark::Counter(peakOf([&] { timeCreate(*today); }, fileBytes));
     }
 }
 BENCHMARK(BM_CreateInstance)
