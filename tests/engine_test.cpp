@@ -122,16 +122,13 @@ TEST_F(EngineTest, SizeMismatchFailsAndKeepsEverythingStaged) {
 }
 
 TEST_F(EngineTest, ParcelNeverOutgrowsTheReportedSize) {
-    // 12 + 4071 + 13 fills the 4096 bytes exactly.
+    // 12 + 4071 + 13 fills the 4096 bytes exactly; the buffer ends at an unreadable page, so a
+    // byte packed or printed past it faults.
     for (size_t length : {4071, 4072, 5000}) {
-        engine();
+        engine().setLogLevel(3);
         extend("", {{4, std::string(length, 'a')}});
-        const size_t size = mEngine->getColorCoefSize();
-        std::vector<uint8_t> buffer(size + 64, 0xAB);
+        GuardedBytes buffer(std::string(mEngine->getColorCoefSize(), '\0'));
         EXPECT_EQ(length == 4071 ? 0 : 1, mEngine->updateColorCoef(buffer.data())) << length;
-        EXPECT_TRUE(std::all_of(buffer.begin() + size, buffer.end(), [](uint8_t byte) {
-            return byte == 0xAB;
-        })) << length;
     }
     // The refusal names the whole parcel's size (12 + 5013 + 60013), not the first entry's.
     extend("", {{5, std::string(60000, 'b')}});
@@ -139,6 +136,35 @@ TEST_F(EngineTest, ParcelNeverOutgrowsTheReportedSize) {
     update(1);
     EXPECT_EQ(1, mLog.count(ANDROID_LOG_ERROR,
                             "parcel needs 65038 bytes, more than the 4096 bytes it may use\n"));
+    // Past 65 535 bytes no 16-bit total_size can describe the parcel, however large the buffer:
+    // 12 + (32761 + 13) + (32736 + 13) is exactly 65 535.
+    for (size_t extra : {0, 1}) {
+        engine(calibration("<degamma>" + std::string(32761, 'a') + "</degamma><gamma>" +
+                           std::string(32736 + extra, 'b') + "</gamma>"));
+        mEngine->setColorMode(0);
+        const size_t size = update(extra == 0 ? 0 : 1).size();
+        if (extra == 0) {
+            EXPECT_EQ(65535u, size);
+        }
+    }
+}
+
+// Caller-given bytes that end right before an unreadable page: the engine reads exactly what
+// each interface promises, 16 floats, `size` attribute bytes, a LUT text up to its zero byte.
+TEST_F(EngineTest, ReadsStayWithinTheCallersBytes) {
+    engine().setLogLevel(3);
+    GuardedBytes matrix(IDENTITY, sizeof(IDENTITY));
+    EXPECT_EQ(0, mEngine->setColorTransform(reinterpret_cast<const float*>(matrix.data()), 0));
+    GuardedBytes attributes("1 2 3 4");  // no zero byte after it
+    GuardedBytes text(std::string("abc", 4));
+    std::vector<HuevaneExtension> entries = {{0, attributes.text(), 7}, {8, text.text(), 0}};
+    EXPECT_EQ(0, mEngine->setColorExtension(entries));
+    HuevaneDataLutList luts = mEngine->createDataLuts();
+    ASSERT_EQ(2u, luts.size());
+    std::vector<uint8_t> header = headerBytes(luts[0].first);
+    header.resize(10);  // up to the CRC
+    EXPECT_EQ(hexBytes("DA 08 10 00 0C 00 01 02 03 04"), header);
+    EXPECT_EQ("abc", luts[0].second);
 }
 
 TEST_F(EngineTest, LaterLutOfTheSameIdentityReplacesInPlace) {
@@ -176,9 +202,17 @@ TEST_F(EngineTest, MatrixFromAllThreeSources) {
 TEST_F(EngineTest, OptionalLinesFollowTheLogLevel) {
     engine(calibration("<degamma>0</degamma>"));
     EXPECT_EQ(1, mLog.count(ANDROID_LOG_DEBUG, "HuevaneImplementation init completed"));
-    const std::string dump =
-            "id[6] attr(255,255,255,255) 1,65536,0,0,0,0,65536,0,0,0,0,65536,0,0,0,0,65536\n";
-    for (int level : {0, 1, 2, 3}) {
+    // Each optional line and the lowest level that writes it.
+    const std::pair<std::string, int> thresholds[] = {
+            {"setColorMode:mode(0)", 2},
+            {"setColorModeWithRenderIntent:mode(0), intent(0)", 2},
+            {"[supported color modes]", 2},
+            {"[supported render intents]", 2},
+            {"id[6] attr(255,255,255,255) 1,65536,0,0,0,0,65536,0,0,0,0,65536,0,0,0,0,65536\n", 2},
+            {"id[8] attr(1,255,255,255) e\n", 2},
+            {"[header]", 3},
+    };
+    for (int level : {-1, 0, 1, 2, 3, 4}) {
         mLog.clear();
         mEngine->setLogLevel(level);
         mEngine->getColorModes();
@@ -186,17 +220,15 @@ TEST_F(EngineTest, OptionalLinesFollowTheLogLevel) {
         mEngine->setColorMode(0);
         mEngine->setColorModeWithRenderIntent(0, 0);
         mEngine->setColorTransform(IDENTITY, 0);
-        extend("", {});
+        extend("1", {{8, "e"}});
         update();
-        const int traces = level >= 2 ? 1 : 0;
-        EXPECT_EQ(level >= 2, !mLog.lines().empty()) << level;
-        EXPECT_EQ(traces, mLog.count(ANDROID_LOG_DEBUG, "setColorMode:mode(0)")) << level;
-        EXPECT_EQ(traces,
-                  mLog.count(ANDROID_LOG_DEBUG, "setColorModeWithRenderIntent:mode(0), intent(0)"));
-        EXPECT_EQ(traces, mLog.count(ANDROID_LOG_DEBUG, "[supported color modes]"));
-        EXPECT_EQ(traces, mLog.count(ANDROID_LOG_DEBUG, "[supported render intents]"));
-        EXPECT_EQ(traces, mLog.count(ANDROID_LOG_DEBUG, dump));
-        EXPECT_EQ(level >= 3 ? 1 : 0, mLog.count(ANDROID_LOG_DEBUG, "[header]")) << level;
+        for (const auto& line : thresholds) {
+            EXPECT_EQ(level >= line.second ? 1 : 0, mLog.count(ANDROID_LOG_DEBUG, line.first))
+                    << line.first << " at level " << level;
+        }
+        if (level < 2) {
+            EXPECT_TRUE(mLog.lines().empty()) << level;
+        }
     }
 }
 

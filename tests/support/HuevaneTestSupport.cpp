@@ -1,7 +1,10 @@
 #include "HuevaneTestSupport.h"
 
 #include <android/log.h>
+#include <sys/mman.h>
+#include <unistd.h>
 
+#include <cstdlib>
 #include <cstring>
 #include <sstream>
 
@@ -42,6 +45,25 @@ int LogCapture::count(int priority, const std::string& message) const {
         if (line.priority == priority && line.message == message) n++;
     }
     return n;
+}
+
+GuardedBytes::GuardedBytes(const std::string& bytes) : GuardedBytes(bytes.data(), bytes.size()) {}
+
+GuardedBytes::GuardedBytes(const void* bytes, size_t size) : mSize(size) {
+    const size_t page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
+    const size_t dataPages = (size + page - 1) / page;
+    mMappingSize = (dataPages + 1) * page;
+    void* mapping =
+            mmap(nullptr, mMappingSize, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    if (mapping == MAP_FAILED) abort();
+    mMapping = static_cast<uint8_t*>(mapping);
+    if (mprotect(mMapping + dataPages * page, page, PROT_NONE) != 0) abort();
+    mData = mMapping + dataPages * page - size;
+    if (size > 0) memcpy(mData, bytes, size);
+}
+
+GuardedBytes::~GuardedBytes() {
+    munmap(mMapping, mMappingSize);
 }
 
 std::vector<uint8_t> headerBytes(const pvx_colormode_data_header& header) {

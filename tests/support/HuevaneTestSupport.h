@@ -36,6 +36,27 @@ private:
     int mPreviousMinimum;
 };
 
+// Bytes that end right before an unreadable (PROT_NONE) page: a read or write one byte past them
+// faults at once instead of passing unnoticed.
+class GuardedBytes {
+public:
+    explicit GuardedBytes(const std::string& bytes);
+    GuardedBytes(const void* bytes, size_t size);
+    ~GuardedBytes();
+    GuardedBytes(const GuardedBytes&) = delete;
+    GuardedBytes& operator=(const GuardedBytes&) = delete;
+
+    uint8_t* data() const { return mData; }
+    size_t size() const { return mSize; }
+    const char* text() const { return reinterpret_cast<const char*>(mData); }
+
+private:
+    uint8_t* mMapping;
+    size_t mMappingSize;
+    uint8_t* mData;
+    size_t mSize;
+};
+
 // The bytes of a data-LUT header, for comparing against the documented wire bytes.
 std::vector<uint8_t> headerBytes(const pvx_colormode_data_header& header);
 // "DA 04 10 00 ..." -> bytes.
