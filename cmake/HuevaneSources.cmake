@@ -2,6 +2,7 @@
 # Android.bp carries the same list: keep them in step.
 set(HUEVANE_SOURCES
     ${CMAKE_CURRENT_LIST_DIR}/../engine/HuevaneImplUtil.cpp
+    ${CMAKE_CURRENT_LIST_DIR}/../engine/HuevaneCrc16Fold.cpp
     ${CMAKE_CURRENT_LIST_DIR}/../engine/HuevaneDataLutIndex.cpp
     ${CMAKE_CURRENT_LIST_DIR}/../engine/HuevaneImplementation.cpp
     ${CMAKE_CURRENT_LIST_DIR}/../engine/HuevaneParcel.cpp

@@ -2,16 +2,17 @@
 
 #include "HuevaneImplUtil.h"
 
+#include "HuevaneCrc16.h"
+
 #include <log/log.h>
 #include <unistd.h>
 
 std::string HuevaneImplUtil::mDeviceRoot;
 
+namespace huevane {
+
 namespace {
 
-constexpr unsigned int CRC16_POLY = 0x00DA;
-constexpr unsigned int CRC16_INIT = 0x00DA;
-constexpr unsigned short CRC16_EMPTY = 0xFF25;
 constexpr int CRC16_SLICES = 16;
 
 // Polynomial and initial value both fit in 8 bits, so the register never leaves its low byte:
@@ -40,32 +41,13 @@ constexpr Crc16Slices getCrc16Slices() {
 
 constexpr Crc16Slices CRC16_SLICED = getCrc16Slices();
 
-// Beyond this the value is outside every range a caller accepts; clamping keeps the
-// accumulation from overflowing on arbitrarily long digit runs.
-constexpr int64_t DECIMAL_CLAMP = int64_t{1} << 40;
-
-bool isDecimalSpace(char c) {
-    return c == ' ' || c == '\t' || c == '\n' || c == '\v' || c == '\f' || c == '\r';
-}
-
 }  // namespace
 
-// Filled when the library is loaded, from a table built at compile time: engines created on
-// several threads only ever read it.
-std::vector<unsigned short> HuevaneImplUtil::mCrcTable(CRC16_SLICED.table[0],
-                                                      CRC16_SLICED.table[0] + 256);
+const uint8_t (&CRC16_TABLE)[256] = CRC16_SLICED.table[0];
 
-void HuevaneImplUtil::genCrc16Table() {
-    if (!mCrcTable.empty()) return;
-    mCrcTable.assign(CRC16_SLICED.table[0], CRC16_SLICED.table[0] + 256);
-}
-
-unsigned short HuevaneImplUtil::getCrc16(const unsigned char* data, int32_t length) {
-    genCrc16Table();
-    if (length < 1) return CRC16_EMPTY;
+unsigned int walkCrc16Tables(const unsigned char* data, size_t length, unsigned int crc) {
     const uint8_t(*t)[256] = CRC16_SLICED.table;
-    unsigned int crc = CRC16_INIT;
-    int32_t i = 0;
+    size_t i = 0;
     for (; length - i >= CRC16_SLICES; i += CRC16_SLICES) {
         const unsigned char* b = data + i;
         // The fifteen lookups that do not need the register go first, so the loop-carried
@@ -78,6 +60,44 @@ unsigned short HuevaneImplUtil::getCrc16(const unsigned char* data, int32_t leng
         crc = ahead ^ t[CRC16_SLICES - 1][crc ^ b[0]];
     }
     for (; i < length; i++) crc = t[0][crc ^ data[i]];
+    return crc;
+}
+
+}  // namespace huevane
+
+namespace {
+
+constexpr unsigned short CRC16_EMPTY = 0xFF25;
+// Below this the multiplier's setup costs more than the tables' lookups save.
+constexpr int32_t CRC16_FOLD_MIN = 256;
+
+// Beyond this the value is outside every range a caller accepts; clamping keeps the
+// accumulation from overflowing on arbitrarily long digit runs.
+constexpr int64_t DECIMAL_CLAMP = int64_t{1} << 40;
+
+bool isDecimalSpace(char c) {
+    return c == ' ' || c == '\t' || c == '\n' || c == '\v' || c == '\f' || c == '\r';
+}
+
+}  // namespace
+
+// Filled when the library is loaded, from a table built at compile time: engines created on
+// several threads only ever read it.
+std::vector<unsigned short> HuevaneImplUtil::mCrcTable(huevane::CRC16_TABLE,
+                                                      huevane::CRC16_TABLE + 256);
+
+void HuevaneImplUtil::genCrc16Table() {
+    if (!mCrcTable.empty()) return;
+    mCrcTable.assign(huevane::CRC16_TABLE, huevane::CRC16_TABLE + 256);
+}
+
+unsigned short HuevaneImplUtil::getCrc16(const unsigned char* data, int32_t length) {
+    genCrc16Table();
+    if (length < 1) return CRC16_EMPTY;
+    const size_t count = static_cast<size_t>(length);
+    const unsigned int crc = length >= CRC16_FOLD_MIN && huevane::hasCrc16Fold()
+                                     ? huevane::walkCrc16Fold(data, count, huevane::CRC16_INIT)
+                                     : huevane::walkCrc16Tables(data, count, huevane::CRC16_INIT);
     // The high byte of the register is always 0, so every result's high byte is 0xFF.
     return static_cast<unsigned short>(~crc & 0xFFFF);
 }
