@@ -6,7 +6,7 @@ CMAKE_FLAGS ?=
 PACKAGES := cmake g++ make pkg-config libxml2-dev android-liblog-dev libgtest-dev libbenchmark-dev
 
 .PHONY: deps build test run clean sanitize fuzz fuzz-smoke fuzz-build bench bench-build \
-	compare-today
+	compare-today format format-check tidy
 
 # Installs what is missing when run as root; otherwise prints the command to run.
 deps:
@@ -92,3 +92,23 @@ bench: bench-build
 
 compare-today: bench-build
 	$(BENCH_DIR)/bench/huevane_compare $(COMPARE_REQUESTS)
+
+# Style over every tracked C++ file, and clang-tidy (.clang-tidy) over every source the default
+# build compiles. Both are quick to re-run after a merge: `make format` rewrites in place.
+SOURCE_FILES = $(shell git ls-files '*.cpp' '*.h')
+TIDY_PATHS ?= $(CURDIR)/(engine|colormode|sources|tools|tests)/
+format format-check tidy: EXTRA_PACKAGES += clang-format clang-tidy
+
+format: deps
+	clang-format -i $(SOURCE_FILES)
+
+format-check: deps
+	clang-format --dry-run --Werror $(SOURCE_FILES)
+
+tidy: build
+	@status=0; \
+	run-clang-tidy -quiet -j $(JOBS) -p $(BUILD_DIR) '$(TIDY_PATHS)' > $(BUILD_DIR)/tidy.log 2>&1 \
+	    || status=$$?; \
+	grep -v -e '^[0-9]* warnings\{0,1\} generated' -e '^Suppressed [0-9]* warnings' \
+	    -e 'Use -header-filter' -e 'clang-tidy-[0-9]* .*-p=' $(BUILD_DIR)/tidy.log; \
+	echo "tidy: $$([ $$status = 0 ] && echo clean || echo 'findings above')"; exit $$status

@@ -166,7 +166,8 @@ void HuevaneImplUtil::dumpStagedDataLuts(const HuevaneDataLutList& luts) {
     }
 }
 
-bool HuevaneImplUtil::isExist(std::vector<std::string> names) {
+// The list comes by value: that is how the entry point hands it over.
+bool HuevaneImplUtil::isExist(std::vector<std::string> names) {  // NOLINT(performance-unnecessary-value-param)
     for (const std::string& name : names) {
         if (name.empty()) continue;
         if (access(getDevicePath(name).c_str(), F_OK) == 0) return true;

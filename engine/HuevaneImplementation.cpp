@@ -121,20 +121,24 @@ void HuevaneImplementation::putIndexedDataLut(HuevaneDataLutList& list, HuevaneD
 
 void HuevaneImplementation::putDataLuts(HuevaneDataLutList& list, HuevaneDataLutList luts,
                                         int32_t sourceKind) {
-    for (const HuevaneDataLut& lut : luts) {
+    for (HuevaneDataLut& lut : luts) {
         if (sourceKind >= 0 && offerToMatrixStages(sourceKind, lut) == 0) continue;
-        putDataLut(list, lut);
+        putDataLut(list, std::move(lut));
     }
 }
 
 void HuevaneImplementation::putDataLut(HuevaneDataLutList& list, const HuevaneDataLut& lut) {
+    putDataLut(list, HuevaneDataLut(lut));
+}
+
+void HuevaneImplementation::putDataLut(HuevaneDataLutList& list, HuevaneDataLut&& lut) {
     for (HuevaneDataLut& entry : list) {
         if (compareDataLut(entry, lut)) {
-            entry = lut;
+            entry = std::move(lut);
             return;
         }
     }
-    list.push_back(lut);
+    list.push_back(std::move(lut));
 }
 
 bool HuevaneImplementation::compareDataLut(const HuevaneDataLut& a, const HuevaneDataLut& b) {

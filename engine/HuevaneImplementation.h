@@ -43,11 +43,11 @@ class HuevaneImplementation : public IHuevane {
     // Ends an update cycle without producing a parcel.
     void clearDataLuts();
     HuevaneDataLutList createDataLuts();
-    void putDataLut(HuevaneDataLutList& list, const HuevaneDataLut& lut);
+    static void putDataLut(HuevaneDataLutList& list, const HuevaneDataLut& lut);
     void putDataLuts(HuevaneDataLutList& list, HuevaneDataLutList luts, int32_t sourceKind);
-    bool compareDataLut(const HuevaneDataLut& a, const HuevaneDataLut& b);
+    static bool compareDataLut(const HuevaneDataLut& a, const HuevaneDataLut& b);
     int32_t packDataLutsIntoParcel(HuevaneDataLutList& list, void* buffer);
-    void printParcel(void* buffer);
+    void printParcel(void* buffer) const;
 
   private:
     // 0 when a stage took the LUT.
@@ -56,6 +56,7 @@ class HuevaneImplementation : public IHuevane {
     void collectDataLuts(HuevaneDataLutList& list);
     void putIndexedDataLuts(HuevaneDataLutList& list, HuevaneDataLutList&& luts, int32_t sourceKind);
     void putIndexedDataLut(HuevaneDataLutList& list, HuevaneDataLut&& lut);
+    static void putDataLut(HuevaneDataLutList& list, HuevaneDataLut&& lut);
 
     std::unique_ptr<HuevaneImplColorMode> mColorMode;
     std::unique_ptr<HuevaneImplTransform> mTransform;

@@ -88,7 +88,7 @@ int32_t HuevaneImplementation::packDataLutsIntoParcel(HuevaneDataLutList& list, 
     return 0;
 }
 
-void HuevaneImplementation::printParcel(void* buffer) {
+void HuevaneImplementation::printParcel(void* buffer) const {
     if (mLogLevel < 3 || buffer == nullptr) return;
     const uint8_t* in = static_cast<const uint8_t*>(buffer);
     pvx_colormode_parcel_header parcel;

@@ -19,7 +19,7 @@ public:
     // Always 0; entries with ids above 12 are skipped.
     int32_t setDataLuts(std::vector<HuevaneExtension> entries) override;
 
-    std::vector<unsigned int> getAttributes(HuevaneExtension& entry);
+    static std::vector<unsigned int> getAttributes(HuevaneExtension& entry);
     void putDataLuts(unsigned char id, std::string text, std::vector<unsigned int> attributes);
 };
 

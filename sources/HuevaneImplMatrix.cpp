@@ -14,10 +14,10 @@ constexpr mat4 IDENTITY = {1.0f, 0.0f, 0.0f, 0.0f, 0.0f, 1.0f, 0.0f, 0.0f,
 // forbids contracting them into fused multiply-adds, so devices and hosts agree to the bit.
 mat4 multiply(const mat4& left, const mat4& right) {
     mat4 result{};
-    for (int j = 0; j < 4; j++) {
-        for (int i = 0; i < 4; i++) {
+    for (size_t j = 0; j < 4; j++) {
+        for (size_t i = 0; i < 4; i++) {
             float sum = left[i] * right[4 * j];
-            for (int k = 1; k < 4; k++) {
+            for (size_t k = 1; k < 4; k++) {
                 float product = left[4 * k + i] * right[4 * j + k];
                 sum = sum + product;
             }
@@ -71,7 +71,8 @@ int32_t HuevaneImplMatrix::parseMatrix(int sourceKind, const std::string& text) 
         if (entry.first == sourceKind) {
             // Replacing or disabling keeps the key's place in the product.
             const mat4& matrix = read.enabled ? read.matrix : IDENTITY;
-            // Bit for bit: the product is written from these exact values.
+            // Bit for bit on purpose: the product is written from these exact values.
+            // NOLINTNEXTLINE(bugprone-suspicious-memory-comparison)
             if (memcmp(entry.second.data(), matrix.data(), sizeof(mat4)) != 0) {
                 entry.second = matrix;
                 mCombinedValid = false;

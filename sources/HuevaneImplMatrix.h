@@ -21,7 +21,7 @@ public:
     // 0 when the text was accepted, 1 when rejected (stored matrices unchanged).
     int32_t parseMatrix(int sourceKind, const std::string& text);
     void putDataLuts(const pvx_colormode_data_header& header, std::string text);
-    std::string getMatrixToString(mat4& m);
+    static std::string getMatrixToString(mat4& m);
     HuevaneDataLutList getDataLuts();
     void clearDataLuts();
     // The stored matrices by source kind, in first-insertion order (what huevane-tool explains).

@@ -21,7 +21,7 @@ public:
     int32_t setDataLuts(std::vector<float> matrix) override;
 
     void putDataLuts(unsigned char id, std::string text);
-    std::string getMatrixToString(std::vector<float>& matrix);
+    static std::string getMatrixToString(std::vector<float>& matrix);
 
 private:
     // The last matrix staged and its LUT: a compositor sends the same transform frame after

@@ -35,7 +35,7 @@ class EngineTest : public ::testing::Test {
     // Display 0 with `calibrationText` as its file, or without a file when it is empty.
     HuevaneImplementation& engine(const std::string& calibrationText = "") {
         if (!calibrationText.empty()) mDevice.writeCalibration(0, calibrationText);
-        mEngine.reset(new HuevaneImplementation(0));
+        mEngine = std::make_unique<HuevaneImplementation>(0);
         return *mEngine;
     }
     std::vector<uint8_t> update(int32_t expectedResult = 0) {
@@ -45,7 +45,8 @@ class EngineTest : public ::testing::Test {
         return buffer;
     }
     // One extension call: an attribute entry, then LUT entries (node id, text).
-    int32_t extend(const char* attributes, std::vector<std::pair<uint32_t, std::string>> luts) {
+    int32_t extend(const char* attributes,
+                   const std::vector<std::pair<uint32_t, std::string>>& luts) {
         std::vector<HuevaneExtension> entries{{0, attributes, uint32_t(strlen(attributes))}};
         for (const auto& lut : luts) entries.push_back({lut.first, lut.second.c_str(), 0});
         return mEngine->setColorExtension(entries);
@@ -156,7 +157,7 @@ TEST_F(EngineTest, ReadsStayWithinTheCallersBytes) {
     GuardedBytes matrix(IDENTITY, sizeof(IDENTITY));
     EXPECT_EQ(0, mEngine->setColorTransform(reinterpret_cast<const float*>(matrix.data()), 0));
     GuardedBytes attributes("1 2 3 4");  // no zero byte after it
-    GuardedBytes text(std::string("abc", 4));
+    GuardedBytes text(std::string("abc\0", 4));
     std::vector<HuevaneExtension> entries = {{0, attributes.text(), 7}, {8, text.text(), 0}};
     EXPECT_EQ(0, mEngine->setColorExtension(entries));
     HuevaneDataLutList luts = mEngine->createDataLuts();

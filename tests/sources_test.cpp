@@ -38,7 +38,7 @@ TEST(Transform, FixedPointRounding) {
             32768.0f, 32767.998f, -32768.0f};
     EXPECT_EQ("1,65536,-32768,6554,1,-1,3,0,2147483647,-2147483648,0,-2147483648,39322,-1639,"
               "2147483647,2147483520,-2147483648",
-              HuevaneImplTransform().getMatrixToString(values));
+              HuevaneImplTransform::getMatrixToString(values));
 }
 
 TEST(Transform, StagesOneGammaMatrixPerCall) {
