@@ -34,13 +34,14 @@ int32_t HuevaneImplMatrix::setDataLuts(int sourceKind, const HuevaneDataLut& lut
     if (parseMatrix(sourceKind, lut.second) != 0) return 1;
     // A disabled matrix while no source holds one: taken, nothing to emit.
     if (mMatrices.empty()) return 0;
-    if (!mCombinedValid) updateCombined();
+    Memo& m = memo();
+    if (!m.combinedValid) updateCombined();
     // Only the offered LUT's own header bytes differ between emissions of the same product.
     HuevaneImplUtil::warnUnappliedDataLuts(mDataLuts);
     pvx_colormode_data_header combined = lut.first;
-    combined.total_size = mCombined.first.total_size;
-    combined.crc = mCombined.first.crc;
-    mDataLuts.emplace_back(combined, mCombined.second);
+    combined.total_size = m.combined.first.total_size;
+    combined.crc = m.combined.first.crc;
+    mDataLuts.emplace_back(combined, m.combined.second);
     return 0;
 }
 
@@ -49,15 +50,22 @@ void HuevaneImplMatrix::updateCombined() {
     for (auto entry = mMatrices.rbegin(); entry != mMatrices.rend(); ++entry) {
         accumulator = multiply(accumulator, entry->second);
     }
-    formatMatrixText(accumulator.data(), accumulator.size(), &mCombined.second);
-    HuevaneImplUtil::setDataHeaderText(mCombined.first, mCombined.second);
-    mCombinedValid = true;
+    Memo& m = memo();
+    formatMatrixText(accumulator.data(), accumulator.size(), &m.combined.second);
+    HuevaneImplUtil::setDataHeaderText(m.combined.first, m.combined.second);
+    m.combinedValid = true;
+}
+
+HuevaneImplMatrix::Memo& HuevaneImplMatrix::memo() {
+    if (!mMemo) mMemo = std::make_unique<Memo>();
+    return *mMemo;
 }
 
 const HuevaneImplMatrix::ReadText& HuevaneImplMatrix::readText(int sourceKind,
                                                                const std::string& text) {
-    const bool remembered = sourceKind >= 0 && sourceKind < static_cast<int>(mReadTexts.size());
-    ReadText& read = remembered ? mReadTexts[sourceKind] : mScratchText;
+    Memo& m = memo();
+    const bool remembered = sourceKind >= 0 && sourceKind < static_cast<int>(m.readTexts.size());
+    ReadText& read = remembered ? m.readTexts[sourceKind] : m.scratch;
     if (remembered && read.text == text) return read;
     read.text = text;
     read.valid = getMatrixFromText(text, &read.enabled, &read.matrix);
@@ -75,14 +83,14 @@ int32_t HuevaneImplMatrix::parseMatrix(int sourceKind, const std::string& text) 
             // NOLINTNEXTLINE(bugprone-suspicious-memory-comparison)
             if (memcmp(entry.second.data(), matrix.data(), sizeof(mat4)) != 0) {
                 entry.second = matrix;
-                mCombinedValid = false;
+                memo().combinedValid = false;
             }
             return 0;
         }
     }
     if (read.enabled) {
         mMatrices.emplace_back(sourceKind, read.matrix);
-        mCombinedValid = false;
+        memo().combinedValid = false;
     }
     return 0;
 }

@@ -5,6 +5,7 @@
 
 #include <array>
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
@@ -46,12 +47,19 @@ private:
     HuevaneDataLutList mDataLuts;
     uint8_t mNodeId;
 
-    std::array<ReadText, 3> mReadTexts;
-    ReadText mScratchText;
-    // mCombined's text is the product of mMatrices while mCombinedValid holds; its header carries
-    // that text's total_size and crc.
-    HuevaneDataLut mCombined;
-    bool mCombinedValid = false;
+    // What the update path remembers between updates. On the heap from the first offered LUT
+    // on, so that building an engine costs no more memory than it did without it.
+    struct Memo {
+        std::array<ReadText, 3> readTexts;
+        ReadText scratch;
+        // The product of mMatrices as text, its header carrying that text's total_size and crc;
+        // stale once a stored matrix changes.
+        HuevaneDataLut combined;
+        bool combinedValid = false;
+    };
+    Memo& memo();
+
+    std::unique_ptr<Memo> mMemo;
 };
 
 #endif  // HUEVANE_SOURCES_HUEVANEIMPLMATRIX_H
