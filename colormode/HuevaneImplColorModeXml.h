@@ -16,14 +16,18 @@
 #include "HuevaneImplColorModeXmlBase.h"
 #include "IHuevane.h"
 
+namespace huevane {
+
 // (mode id, intent id)
 using HuevaneLutKey = std::pair<uint32_t, uint32_t>;
 
 struct PairHash {
-    size_t operator()(const HuevaneLutKey& key) const {
+    size_t operator()(const huevane::HuevaneLutKey& key) const {
         return static_cast<size_t>(key.first ^ key.second);
     }
 };
+
+}  // namespace huevane
 
 class HuevaneImplColorModeXml : public HuevaneImplColorModeXmlBase {
   public:
@@ -43,11 +47,11 @@ class HuevaneImplColorModeXml : public HuevaneImplColorModeXmlBase {
     int32_t buildupColorModeNodes();
 
     // Data-LUT map.
-    void putDataLutsMap(xmlDocPtr& document, xmlNodePtr& node, const HuevaneLutKey& key);
+    void putDataLutsMap(xmlDocPtr& document, xmlNodePtr& node, const huevane::HuevaneLutKey& key);
     pvx_colormode_data_header getColorModeDataHeader(xmlNodePtr& node, const std::string& text);
     xmlDocPtr getSubXmlDoc(xmlNodePtr& node);
     xmlNodePtr getSubXmlNode(xmlDocPtr& document);
-    int32_t tryPutDataLutsMapBySubXml(xmlNodePtr& node, const HuevaneLutKey& key);
+    int32_t tryPutDataLutsMapBySubXml(xmlNodePtr& node, const huevane::HuevaneLutKey& key);
     HuevaneDataLutList getDataLuts(uint32_t modeId, uint32_t intentId);
     // The stored list of the pair itself, or null; valid as long as the reader lives.
     const HuevaneDataLutList* findDataLuts(uint32_t modeId, uint32_t intentId) const;
@@ -67,7 +71,7 @@ class HuevaneImplColorModeXml : public HuevaneImplColorModeXmlBase {
     void dumpRenderIntentList(uint32_t modeId);
 
   private:
-    std::unordered_map<HuevaneLutKey, HuevaneDataLutList, PairHash> mDataLutsMap;
+    std::unordered_map<huevane::HuevaneLutKey, HuevaneDataLutList, huevane::PairHash> mDataLutsMap;
     std::vector<HuevaneMode> mColorModeList;
     std::unordered_map<uint32_t, std::vector<DisplayRenderIntent>> mRenderIntentMap;
     std::unordered_map<std::string, uint32_t> mNodeNameToEnumMap;

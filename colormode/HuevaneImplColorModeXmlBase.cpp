@@ -6,6 +6,7 @@
 #include <log/log.h>
 #include <unistd.h>
 
+#include "HuevaneDecimal.h"
 #include "HuevaneImplUtil.h"
 
 const char* const HuevaneImplColorModeXmlBase::MODE_PROPERTIES[6] = {
@@ -30,7 +31,7 @@ uint32_t HuevaneImplColorModeXmlBase::getValueFromXmlProperty(xmlNodePtr& node,
     if (!getTextFromXmlProperty(node, propertyName, &text)) return PVX_VALUE_ABSENT;
     // A value that is not a signed 32-bit number reads as absent.
     int64_t value = 0;
-    if (!HuevaneImplUtil::parseDecimal(text.data(), text.data() + text.size(), &value) ||
+    if (!huevane::parseDecimal(text.data(), text.data() + text.size(), &value) ||
         value < INT32_MIN || value > INT32_MAX) {
         return PVX_VALUE_ABSENT;
     }

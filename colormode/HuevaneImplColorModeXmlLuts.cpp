@@ -17,7 +17,7 @@ const char* const SUB_XML_EXT = ".xml";
 }  // namespace
 
 void HuevaneImplColorModeXml::putDataLutsMap(xmlDocPtr& document, xmlNodePtr& node,
-                                             const HuevaneLutKey& key) {
+                                             const huevane::HuevaneLutKey& key) {
     // A later mode node with the same key replaces the earlier one's LUTs, even with none.
     HuevaneDataLutList& luts = mDataLutsMap[key];
     luts.clear();
@@ -78,7 +78,7 @@ xmlNodePtr HuevaneImplColorModeXml::getSubXmlNode(xmlDocPtr& document) {
 }
 
 int32_t HuevaneImplColorModeXml::tryPutDataLutsMapBySubXml(xmlNodePtr& node,
-                                                           const HuevaneLutKey& key) {
+                                                           const huevane::HuevaneLutKey& key) {
     xmlDocPtr subDocument = getSubXmlDoc(node);
     if (subDocument == nullptr) return 2;
     xmlNodePtr first = getSubXmlNode(subDocument);
@@ -98,7 +98,7 @@ HuevaneDataLutList HuevaneImplColorModeXml::getDataLuts(uint32_t modeId, uint32_
 
 const HuevaneDataLutList* HuevaneImplColorModeXml::findDataLuts(uint32_t modeId,
                                                                 uint32_t intentId) const {
-    auto entry = mDataLutsMap.find(HuevaneLutKey(modeId, intentId));
+    auto entry = mDataLutsMap.find(huevane::HuevaneLutKey(modeId, intentId));
     return entry != mDataLutsMap.end() ? &entry->second : nullptr;
 }
 

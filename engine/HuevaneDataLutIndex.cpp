@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+namespace huevane {
+
 namespace {
 
 // Enough for a colour mode's LUTs, a transform and a few extension LUTs without growing.
@@ -44,3 +46,5 @@ void HuevaneDataLutIndex::grow() {
         if (positions[i] >= 0) findOrAdd(identities[i], positions[i]);
     }
 }
+
+}  // namespace huevane

@@ -8,6 +8,8 @@
 #include <cstdint>
 #include <vector>
 
+namespace huevane {
+
 class HuevaneDataLutIndex {
 public:
     // Forgets every identity.
@@ -25,5 +27,7 @@ private:
     std::vector<int32_t> mPositions;
     size_t mCount = 0;
 };
+
+}  // namespace huevane
 
 #endif  // HUEVANE_ENGINE_HUEVANEDATALUTINDEX_H

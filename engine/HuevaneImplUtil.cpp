@@ -1,10 +1,7 @@
-#define LOG_TAG "libhuevane"
-
 #include "HuevaneImplUtil.h"
 
 #include "HuevaneCrc16.h"
 
-#include <log/log.h>
 #include <unistd.h>
 
 std::string HuevaneImplUtil::mDeviceRoot;
@@ -71,14 +68,6 @@ constexpr unsigned short CRC16_EMPTY = 0xFF25;
 // Below this the multiplier's setup costs more than the tables' lookups save.
 constexpr int32_t CRC16_FOLD_MIN = 256;
 
-// Beyond this the value is outside every range a caller accepts; clamping keeps the
-// accumulation from overflowing on arbitrarily long digit runs.
-constexpr int64_t DECIMAL_CLAMP = int64_t{1} << 40;
-
-bool isDecimalSpace(char c) {
-    return c == ' ' || c == '\t' || c == '\n' || c == '\v' || c == '\f' || c == '\r';
-}
-
 }  // namespace
 
 // Filled when the library is loaded, from a table built at compile time: engines created on
@@ -133,37 +122,6 @@ void HuevaneImplUtil::setDataHeaderText(pvx_colormode_data_header& header,
     // reach here (no source builds one), so the length fits the signed count.
     header.crc = getCrc16(reinterpret_cast<const unsigned char*>(text.c_str()),
                           static_cast<int32_t>(text.size() + 1));
-}
-
-bool HuevaneImplUtil::parseDecimal(const char* begin, const char* end, int64_t* value) {
-    const char* p = begin;
-    while (p < end && isDecimalSpace(*p)) p++;
-    bool negative = false;
-    if (p < end && (*p == '+' || *p == '-')) {
-        negative = *p == '-';
-        p++;
-    }
-    const char* digits = p;
-    int64_t magnitude = 0;
-    for (; p < end && *p >= '0' && *p <= '9'; p++) {
-        if (magnitude < DECIMAL_CLAMP) magnitude = magnitude * 10 + (*p - '0');
-    }
-    if (p == digits) return false;
-    if (magnitude > DECIMAL_CLAMP) magnitude = DECIMAL_CLAMP;
-    *value = negative ? -magnitude : magnitude;
-    return true;
-}
-
-void HuevaneImplUtil::warnUnappliedDataLuts(const HuevaneDataLutList& staged) {
-    if (staged.empty()) return;
-    ALOGW("previous lut (%d) has not been applied\n", static_cast<int>(staged.size()));
-}
-
-void HuevaneImplUtil::dumpStagedDataLuts(const HuevaneDataLutList& luts) {
-    for (const HuevaneDataLut& lut : luts) {
-        ALOGD("id[%d] attr(%d,%d,%d,%d) %s\n", lut.first.id, lut.first.attr0, lut.first.attr1,
-              lut.first.attr2, lut.first.attr3, lut.second.c_str());
-    }
 }
 
 // The list comes by value: that is how the entry point hands it over.

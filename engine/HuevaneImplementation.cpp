@@ -92,9 +92,9 @@ HuevaneDataLutList HuevaneImplementation::createDataLuts() {
 
 void HuevaneImplementation::collectDataLuts(HuevaneDataLutList& list) {
     mIndex.clear();
-    putIndexedDataLuts(list, mColorMode->getDataLuts(), SOURCE_KIND_COLOR_MODE);
-    putIndexedDataLuts(list, mTransform->getDataLuts(), SOURCE_KIND_TRANSFORM);
-    putIndexedDataLuts(list, mExtension->getDataLuts(), SOURCE_KIND_EXTENSION);
+    putIndexedDataLuts(list, mColorMode->getDataLuts(), huevane::SOURCE_KIND_COLOR_MODE);
+    putIndexedDataLuts(list, mTransform->getDataLuts(), huevane::SOURCE_KIND_TRANSFORM);
+    putIndexedDataLuts(list, mExtension->getDataLuts(), huevane::SOURCE_KIND_EXTENSION);
     putIndexedDataLuts(list, mGammaMatrix.getDataLuts(), -1);
     putIndexedDataLuts(list, mLinearMatrix.getDataLuts(), -1);
 }
@@ -111,7 +111,7 @@ void HuevaneImplementation::putIndexedDataLuts(HuevaneDataLutList& list,
 
 void HuevaneImplementation::putIndexedDataLut(HuevaneDataLutList& list, HuevaneDataLut&& lut) {
     const int32_t position = static_cast<int32_t>(list.size());
-    const int32_t found = mIndex.findOrAdd(getDataLutIdentity(lut.first), position);
+    const int32_t found = mIndex.findOrAdd(huevane::getDataLutIdentity(lut.first), position);
     if (found >= 0) {
         list[found] = std::move(lut);
     } else {
@@ -142,5 +142,5 @@ void HuevaneImplementation::putDataLut(HuevaneDataLutList& list, HuevaneDataLut&
 }
 
 bool HuevaneImplementation::compareDataLut(const HuevaneDataLut& a, const HuevaneDataLut& b) {
-    return getDataLutIdentity(a.first) == getDataLutIdentity(b.first);
+    return huevane::getDataLutIdentity(a.first) == huevane::getDataLutIdentity(b.first);
 }

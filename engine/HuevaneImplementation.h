@@ -16,12 +16,16 @@
 #include "HuevaneParcel.h"
 #include "IHuevane.h"
 
+namespace huevane {
+
 // Tells a matrix stage where an offered LUT comes from.
-enum HuevaneSourceKind : int32_t {
+enum SourceKind : int32_t {
     SOURCE_KIND_COLOR_MODE = 0,
     SOURCE_KIND_TRANSFORM = 1,
     SOURCE_KIND_EXTENSION = 2,
 };
+
+}  // namespace huevane
 
 class HuevaneImplementation : public IHuevane {
   public:
@@ -67,7 +71,7 @@ class HuevaneImplementation : public IHuevane {
     uint8_t mSeqNum = 0;
     int32_t mLogLevel = 0;
     // Scratch of every update, kept so that the update allocates only for the LUT texts.
-    HuevaneDataLutIndex mIndex;
+    huevane::HuevaneDataLutIndex mIndex;
     HuevaneDataLutList mUpdateList;
 };
 

@@ -8,6 +8,7 @@
 #include "HuevaneDataLut.h"
 #include "HuevaneImplLutSource.h"
 #include "HuevaneImplUtil.h"
+#include "HuevaneStagedLuts.h"
 
 template <typename T>
 class HuevaneImplCallerSource : public HuevaneImplLutSource<T> {
@@ -16,7 +17,7 @@ public:
 
     HuevaneDataLutList getDataLuts() override { return mDataLuts; }
     void clearDataLuts() override { mDataLuts.clear(); }
-    void dumpDataLuts() override { HuevaneImplUtil::dumpStagedDataLuts(mDataLuts); }
+    void dumpDataLuts() override { huevane::dumpStagedDataLuts(mDataLuts); }
     int32_t getDataLutsMaxSize() override { return mDataLutsMaxSize; }
 
     HuevaneDataLut initDataHeader() { return HuevaneImplUtil::getInitialDataLut(); }

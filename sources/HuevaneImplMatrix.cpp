@@ -3,6 +3,9 @@
 #include <cstring>
 
 #include "HuevaneImplUtil.h"
+#include "HuevaneStagedLuts.h"
+
+using huevane::mat4;
 
 namespace {
 
@@ -37,7 +40,7 @@ int32_t HuevaneImplMatrix::setDataLuts(int sourceKind, const HuevaneDataLut& lut
     Memo& m = memo();
     if (!m.combinedValid) updateCombined();
     // Only the offered LUT's own header bytes differ between emissions of the same product.
-    HuevaneImplUtil::warnUnappliedDataLuts(mDataLuts);
+    huevane::warnUnappliedDataLuts(mDataLuts);
     pvx_colormode_data_header combined = lut.first;
     combined.total_size = m.combined.first.total_size;
     combined.crc = m.combined.first.crc;
@@ -51,7 +54,7 @@ void HuevaneImplMatrix::updateCombined() {
         accumulator = multiply(accumulator, entry->second);
     }
     Memo& m = memo();
-    formatMatrixText(accumulator.data(), accumulator.size(), &m.combined.second);
+    huevane::formatMatrixText(accumulator.data(), accumulator.size(), &m.combined.second);
     HuevaneImplUtil::setDataHeaderText(m.combined.first, m.combined.second);
     m.combinedValid = true;
 }
@@ -68,7 +71,7 @@ const HuevaneImplMatrix::ReadText& HuevaneImplMatrix::readText(int sourceKind,
     ReadText& read = remembered ? m.readTexts[sourceKind] : m.scratch;
     if (remembered && read.text == text) return read;
     read.text = text;
-    read.valid = getMatrixFromText(text, &read.enabled, &read.matrix);
+    read.valid = huevane::getMatrixFromText(text, &read.enabled, &read.matrix);
     return read;
 }
 
@@ -96,14 +99,14 @@ int32_t HuevaneImplMatrix::parseMatrix(int sourceKind, const std::string& text) 
 }
 
 void HuevaneImplMatrix::putDataLuts(const pvx_colormode_data_header& header, std::string text) {
-    HuevaneImplUtil::warnUnappliedDataLuts(mDataLuts);
+    huevane::warnUnappliedDataLuts(mDataLuts);
     pvx_colormode_data_header combined = header;
     HuevaneImplUtil::setDataHeaderText(combined, text);
     mDataLuts.emplace_back(combined, std::move(text));
 }
 
 std::string HuevaneImplMatrix::getMatrixToString(mat4& m) {
-    return getMatrixTextFromFloats(m.data(), m.size());
+    return huevane::getMatrixTextFromFloats(m.data(), m.size());
 }
 
 HuevaneDataLutList HuevaneImplMatrix::getDataLuts() {

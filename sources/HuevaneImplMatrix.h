@@ -22,11 +22,11 @@ public:
     // 0 when the text was accepted, 1 when rejected (stored matrices unchanged).
     int32_t parseMatrix(int sourceKind, const std::string& text);
     void putDataLuts(const pvx_colormode_data_header& header, std::string text);
-    static std::string getMatrixToString(mat4& m);
+    static std::string getMatrixToString(huevane::mat4& m);
     HuevaneDataLutList getDataLuts();
     void clearDataLuts();
     // The stored matrices by source kind, in first-insertion order (what huevane-tool explains).
-    const std::vector<std::pair<int, mat4>>& getMatrices() const { return mMatrices; }
+    const std::vector<std::pair<int, huevane::mat4>>& getMatrices() const { return mMatrices; }
 
 private:
     // A matrix text as read: the same calibration and transform texts come back on every update.
@@ -34,7 +34,7 @@ private:
         std::string text;
         bool valid = false;
         bool enabled = false;
-        mat4 matrix{};
+        huevane::mat4 matrix{};
     };
     // What `text` reads as; remembered per source kind (0 to 2), read afresh for any other.
     const ReadText& readText(int sourceKind, const std::string& text);
@@ -43,7 +43,7 @@ private:
 
     // Source kind -> matrix, kept in first-insertion order: the product visits the newest key
     // first, and replacing a matrix keeps its key's place. At most three entries.
-    std::vector<std::pair<int, mat4>> mMatrices;
+    std::vector<std::pair<int, huevane::mat4>> mMatrices;
     HuevaneDataLutList mDataLuts;
     uint8_t mNodeId;
 

@@ -5,7 +5,9 @@
 #include <cstdint>
 #include <limits>
 
-#include "HuevaneImplUtil.h"
+#include "HuevaneDecimal.h"
+
+namespace huevane {
 
 namespace {
 
@@ -56,7 +58,7 @@ bool getMatrixFromText(const std::string& text, bool* enabled, mat4* matrix) {
         while (comma < end && *comma != ',') comma++;
         if (fields > MATRIX_ELEMENTS) return false;
         int64_t number = 0;
-        if (!HuevaneImplUtil::parseDecimal(p, comma, &number)) return false;
+        if (!parseDecimal(p, comma, &number)) return false;
         if (number < INT32_MIN || number > INT32_MAX) return false;
         if (fields == 0) {
             *enabled = number != 0;
@@ -72,3 +74,5 @@ bool getMatrixFromText(const std::string& text, bool* enabled, mat4* matrix) {
     *matrix = values;
     return true;
 }
+
+}  // namespace huevane

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "HuevaneDataLut.h"
+#include "HuevaneDecimal.h"
 #include "HuevaneImplColorModeXml.h"
 #include "HuevaneImplColorModeXmlBase.h"
 #include "HuevaneImplTransform.h"
@@ -192,7 +193,7 @@ uint32_t CalibrationLint::checkNumber(const std::string& file, xmlNodePtr node,
     HuevaneImplColorModeXmlBase::getTextFromXmlProperty(node, property, &text);
     int64_t number = 0;
     const bool digits =
-            HuevaneImplUtil::parseDecimal(text.data(), text.data() + text.size(), &number);
+            huevane::parseDecimal(text.data(), text.data() + text.size(), &number);
     const std::string quoted = std::string(property) + "='" + text + "'";
     if (value == PVX_VALUE_ABSENT && !(digits && number == -1)) {
         report(file, xmlGetLineNo(node), "error",
@@ -292,9 +293,9 @@ void CalibrationLint::lintLut(const std::string& file, xmlDocPtr document, xmlNo
                        std::to_string(MAX_TEXT) + "): the parcel is refused");
     }
     bool enabled = false;
-    mat4 matrix;
+    huevane::mat4 matrix;
     if ((id == PVX_NODE_GAMMA_MATRIX || id == PVX_NODE_LINEAR_MATRIX) &&
-        !getMatrixFromText(text, &enabled, &matrix)) {
+        !huevane::getMatrixFromText(text, &enabled, &matrix)) {
         report(file, lut.line, "error",
                "<" + nameOf(node) +
                        "> text is not a matrix text (a flag and 16 fixed-point "

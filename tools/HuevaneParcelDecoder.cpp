@@ -25,7 +25,7 @@ struct DecodedEntry {
     unsigned short crc = 0;  // computed over the wire bytes of text and terminator
     bool hasMatrix = false;
     bool enabled = false;
-    mat4 matrix{};
+    huevane::mat4 matrix{};
     std::vector<std::string> errors;
     std::vector<std::string> warnings;
 };
@@ -85,7 +85,7 @@ void decodeMatrix(DecodedEntry* entry) {
     if (entry->header.id != PVX_NODE_GAMMA_MATRIX && entry->header.id != PVX_NODE_LINEAR_MATRIX) {
         return;
     }
-    entry->hasMatrix = getMatrixFromText(entry->text, &entry->enabled, &entry->matrix);
+    entry->hasMatrix = huevane::getMatrixFromText(entry->text, &entry->enabled, &entry->matrix);
     if (!entry->hasMatrix) {
         entry->warnings.push_back("not a valid matrix text: the hardware receives it as it is");
     }
@@ -204,11 +204,11 @@ void appendMatrix(const DecodedEntry& entry, std::string* out) {
     *out += "; rows, value = fixed-point / 65536\n";
     for (int r = 0; r < 4; r++) {
         char line[160];
-        const mat4& m = entry.matrix;
+        const huevane::mat4& m = entry.matrix;
         snprintf(line, sizeof(line), "            %10.6f %10.6f %10.6f %10.6f   | %9d %9d %9d %9d\n",
-                 m[r], m[4 + r], m[8 + r], m[12 + r], getFixedPointFromFloat(m[r]),
-                 getFixedPointFromFloat(m[4 + r]), getFixedPointFromFloat(m[8 + r]),
-                 getFixedPointFromFloat(m[12 + r]));
+                 m[r], m[4 + r], m[8 + r], m[12 + r], huevane::getFixedPointFromFloat(m[r]),
+                 huevane::getFixedPointFromFloat(m[4 + r]), huevane::getFixedPointFromFloat(m[8 + r]),
+                 huevane::getFixedPointFromFloat(m[12 + r]));
         *out += line;
     }
 }
@@ -265,10 +265,10 @@ std::string jsonList(const std::vector<std::string>& items) {
 
 std::string jsonMatrix(const DecodedEntry& entry) {
     std::string fixed = "[", values = "[";
-    for (int i = 0; i < MATRIX_ELEMENTS; i++) {
+    for (int i = 0; i < huevane::MATRIX_ELEMENTS; i++) {
         char value[32];
         snprintf(value, sizeof(value), "%.9g", entry.matrix[i]);
-        fixed += (i ? "," : "") + std::to_string(getFixedPointFromFloat(entry.matrix[i]));
+        fixed += (i ? "," : "") + std::to_string(huevane::getFixedPointFromFloat(entry.matrix[i]));
         values += (i ? "," : "") + std::string(value);
     }
     return std::string("{\"enabled\":") + (entry.enabled ? "true" : "false") +
