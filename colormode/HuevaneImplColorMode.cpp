@@ -24,7 +24,7 @@ constexpr ssize_t TARGET_NAME_BUFFER = 128;
 }  // namespace
 
 HuevaneImplColorMode::HuevaneImplColorMode(uint32_t id) {
-    mColorModeXml.reset(new HuevaneImplColorModeXml(getXmlNames(id)));
+    mColorModeXml = std::make_unique<HuevaneImplColorModeXml>(getXmlNames(id));
 }
 
 HuevaneImplColorMode::~HuevaneImplColorMode() {

@@ -43,24 +43,24 @@ class HuevaneImplColorModeXml : public HuevaneImplColorModeXmlBase {
     // Document walk.
     void buildupPvxNodeNameToEnumMap();
     static const char* getPvxColorModeNode(int32_t index);
-    bool isValidXmlProperties(xmlNodePtr& node);
+    static bool isValidXmlProperties(xmlNodePtr& node);
     int32_t buildupColorModeNodes();
 
     // Data-LUT map.
     void putDataLutsMap(xmlDocPtr& document, xmlNodePtr& node, const huevane::HuevaneLutKey& key);
     pvx_colormode_data_header getColorModeDataHeader(xmlNodePtr& node, const std::string& text);
     xmlDocPtr getSubXmlDoc(xmlNodePtr& node);
-    xmlNodePtr getSubXmlNode(xmlDocPtr& document);
+    static xmlNodePtr getSubXmlNode(xmlDocPtr& document);
     int32_t tryPutDataLutsMapBySubXml(xmlNodePtr& node, const huevane::HuevaneLutKey& key);
-    HuevaneDataLutList getDataLuts(uint32_t modeId, uint32_t intentId);
+    HuevaneDataLutList getDataLuts(uint32_t modeId, uint32_t intentId) const;
     // The stored list of the pair itself, or null; valid as long as the reader lives.
     const HuevaneDataLutList* findDataLuts(uint32_t modeId, uint32_t intentId) const;
     void dumpDataLuts();
-    int32_t getDataLutsMaxSize();
+    int32_t getDataLutsMaxSize() const;
 
     // Mode and intent lists.
-    HuevaneMode getColorModeFromXmlProperties(xmlNodePtr& node);
-    DisplayRenderIntent getRenderIntentFromXmlProperties(xmlNodePtr& node);
+    static HuevaneMode getColorModeFromXmlProperties(xmlNodePtr& node);
+    static DisplayRenderIntent getRenderIntentFromXmlProperties(xmlNodePtr& node);
     void putColorModeList(HuevaneMode& mode);
     bool isDuplicatedColorMode(const HuevaneMode& mode);
     void putRenderIntentList(uint32_t& modeId, DisplayRenderIntent& intent);

@@ -91,7 +91,7 @@ int32_t HuevaneImplColorModeXml::tryPutDataLutsMapBySubXml(xmlNodePtr& node,
     return 0;
 }
 
-HuevaneDataLutList HuevaneImplColorModeXml::getDataLuts(uint32_t modeId, uint32_t intentId) {
+HuevaneDataLutList HuevaneImplColorModeXml::getDataLuts(uint32_t modeId, uint32_t intentId) const {
     const HuevaneDataLutList* luts = findDataLuts(modeId, intentId);
     return luts != nullptr ? *luts : HuevaneDataLutList();
 }
@@ -112,6 +112,6 @@ void HuevaneImplColorModeXml::dumpDataLuts() {
     }
 }
 
-int32_t HuevaneImplColorModeXml::getDataLutsMaxSize() {
+int32_t HuevaneImplColorModeXml::getDataLutsMaxSize() const {
     return mDataLutsMaxSize;
 }

@@ -58,7 +58,7 @@ int32_t stageAll(IHuevane& engine) {
     return result;
 }
 
-Request transformOf(std::vector<float> elements) {
+Request transformOf(const std::vector<float>& elements) {
     return [elements](IHuevane& engine) {
         // Exactly 16 floats on the heap, so a read of a 17th is caught.
         std::unique_ptr<float[]> matrix(new float[16]);
@@ -94,9 +94,9 @@ struct BadInput {
     int32_t updateResult;
     int numData;  // of the parcel after a successful update
     // A line that must be logged, and text that must be in or must never reach the parcel.
-    std::string logLine = "";
-    std::string inParcel = "";
-    std::string notInParcel = "";
+    std::string logLine{};
+    std::string inParcel{};
+    std::string notInParcel{};
 };
 
 const float INF = std::numeric_limits<float>::infinity();

@@ -85,7 +85,7 @@ class CalibrationLint {
     uint32_t checkNumber(const std::string& file, xmlNodePtr node, const char* property);
     void checkModeIdentity(xmlNodePtr node, uint32_t modeId, uint32_t gamutId);
     int64_t lintLutNodes(const std::string& file, xmlDocPtr document, xmlNodePtr first);
-    bool isSubDocument(xmlNodePtr root);
+    static bool isSubDocument(xmlNodePtr root);
     void lintLut(const std::string& file, xmlDocPtr document, xmlNodePtr node, uint8_t id,
                  std::vector<LintLut>* luts);
     bool lintSubDocument(xmlNodePtr node, int64_t* sum);
