@@ -178,6 +178,22 @@ TEST_F(EngineTest, LaterLutOfTheSameIdentityReplacesInPlace) {
     EXPECT_EQ("cc", luts[0].second);
     EXPECT_EQ("b", luts[1].second);
     EXPECT_EQ("d", luts[2].second);
+
+    // Many identities, each offered twice: every one keeps its first place and its last text.
+    std::vector<std::string> attributes;
+    std::vector<HuevaneExtension> entries;
+    for (int round = 0; round < 2; round++) {
+        for (int k = 0; k < 100; k++) attributes.push_back(std::to_string(k) + " " + std::to_string(round));
+    }
+    for (size_t i = 0; i < attributes.size(); i++) {
+        entries.push_back({0, attributes[i].c_str(), uint32_t(attributes[i].find(' '))});
+        entries.push_back({4, attributes[i].c_str(), 0});
+    }
+    mEngine->clearDataLuts();
+    mEngine->setColorExtension(entries);
+    luts = mEngine->createDataLuts();
+    ASSERT_EQ(100u, luts.size());
+    for (size_t k = 0; k < luts.size(); k++) EXPECT_EQ(attributes[100 + k], luts[k].second);
 }
 
 TEST_F(EngineTest, MatrixFromAllThreeSources) {
