@@ -5,7 +5,7 @@ CMAKE_FLAGS ?=
 
 PACKAGES := cmake g++ make pkg-config libxml2-dev android-liblog-dev libgtest-dev libbenchmark-dev
 
-.PHONY: deps build test run clean sanitize fuzz fuzz-smoke fuzz-build bench bench-build \
+.PHONY: deps build test run clean sanitize tsan fuzz fuzz-smoke fuzz-build bench bench-build \
 	compare-today format format-check tidy
 
 # Installs what is missing when run as root; otherwise prints the command to run.
@@ -51,6 +51,19 @@ sanitize: deps
 	cmake -S . -B $(SANITIZE_DIR) -DHUEVANE_SANITIZE=ON -DCMAKE_BUILD_TYPE=Debug $(CMAKE_FLAGS)
 	$(SANITIZER_ENV) cmake --build $(SANITIZE_DIR) -j $(JOBS)
 	cd $(SANITIZE_DIR) && $(SANITIZER_ENV) ctest --output-on-failure -j $(JOBS) -E '$(SANITIZE_SKIP)'
+
+# ThreadSanitizer build of the test that creates and drives engines on eight threads at once;
+# any report fails the run.
+TSAN_DIR ?= build-tsan
+TSAN_FLAGS := -fsanitize=thread -fno-omit-frame-pointer
+
+tsan: deps
+	cmake -S . -B $(TSAN_DIR) -DCMAKE_BUILD_TYPE=Debug -DHUEVANE_BUILD_TOOLS=OFF \
+	    -DCMAKE_C_FLAGS="$(TSAN_FLAGS)" -DCMAKE_CXX_FLAGS="$(TSAN_FLAGS)" \
+	    -DCMAKE_EXE_LINKER_FLAGS=-fsanitize=thread -DCMAKE_SHARED_LINKER_FLAGS=-fsanitize=thread \
+	    $(CMAKE_FLAGS)
+	cmake --build $(TSAN_DIR) -j $(JOBS) --target threads_test
+	TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1 $(TSAN_DIR)/tests/threads_test
 
 # libFuzzer targets (clang only). FUZZ_SECONDS bounds each target's run; FUZZ_TARGETS picks some.
 FUZZ_DIR ?= build-fuzz

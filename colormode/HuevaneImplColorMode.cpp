@@ -2,12 +2,12 @@
 
 #include "HuevaneImplColorMode.h"
 
-#include <fcntl.h>
 #include <log/log.h>
 #include <unistd.h>
 
 #include <cstring>
 
+#include "HuevaneImplColorModeXml.h"
 #include "HuevaneImplUtil.h"
 
 const char* const HuevaneImplColorMode::TARGET_NAME_SYSFS_NODE_PREFIX = "/sys/class/pvx/pvx";
@@ -77,6 +77,10 @@ void HuevaneImplColorMode::dumpRenderIntentList(unsigned int mode) {
     mColorModeXml->dumpRenderIntentList(mode);
 }
 
+const HuevaneCalibrationDocuments& HuevaneImplColorMode::getCalibrationDocuments() const {
+    return mColorModeXml->getCalibrationDocuments();
+}
+
 std::string HuevaneImplColorMode::getXmlNameSuffixNode(uint32_t id) {
     std::string node = TARGET_NAME_SYSFS_NODE_PREFIX;
     if (id != 0) node += std::to_string(id);
@@ -84,16 +88,18 @@ std::string HuevaneImplColorMode::getXmlNameSuffixNode(uint32_t id) {
 }
 
 std::string HuevaneImplColorMode::getXmlNameSuffix(uint32_t id) {
-    std::string node = HuevaneImplUtil::getDevicePath(getXmlNameSuffixNode(id));
-    int fd = open(node.c_str(), O_RDONLY | O_CLOEXEC);
-    if (fd < 0) {
-        ALOGD("no target name is found(fd(%d))", fd);
+    HuevaneFd fd;
+    int64_t size = 0;
+    HuevaneFileOpen opened = HuevaneImplUtil::openRegularFile(getXmlNameSuffixNode(id), &fd, &size);
+    if (opened == HuevaneFileOpen::NOT_OPENED) {
+        ALOGD("no target name is found(fd(%d))", -1);
         return DOC_EXT;
     }
     char buffer[TARGET_NAME_BUFFER];
     memset(buffer, 0, sizeof(buffer));
-    ssize_t length = read(fd, buffer, sizeof(buffer));
-    close(fd);
+    // A node that is not a regular file (a FIFO, a device) is never read: it counts as a node
+    // whose read failed.
+    ssize_t length = opened == HuevaneFileOpen::OPENED ? read(fd.get(), buffer, sizeof(buffer)) : -1;
     if (length < 1 || length >= TARGET_NAME_BUFFER) {
         ALOGD("out of range of target name (rd_len:%d)", static_cast<int>(length));
         return DOC_EXT;
@@ -102,6 +108,11 @@ std::string HuevaneImplColorMode::getXmlNameSuffix(uint32_t id) {
     std::string name(buffer);  // a zero byte inside the node ends the name early
     // The driver ends the name with a newline; the last byte goes whatever it is.
     if (!name.empty()) name.pop_back();
+    // A name that could climb out of the calibration folder names no file at all.
+    if (!HuevaneImplUtil::isPlainFileName(name)) {
+        ALOGE("target name '%s' is not a file name\n", name.c_str());
+        return DOC_EXT;
+    }
     return "_" + name;
 }
 

@@ -36,6 +36,8 @@ class HuevaneImplColorMode : public HuevaneImplLutSource<unsigned int> {
     virtual void dumpColorModeList();
     virtual std::vector<DisplayRenderIntent> getRenderIntentList(unsigned int mode);
     virtual void dumpRenderIntentList(unsigned int mode);
+    // The calibration documents the reader found, main document first (see the reader).
+    const HuevaneCalibrationDocuments& getCalibrationDocuments() const;
 
     static std::string getXmlNameSuffixNode(uint32_t id);
     static std::string getXmlNameSuffix(uint32_t id);

@@ -2,7 +2,7 @@
 
 #include "HuevaneImplColorModeXml.h"
 
-#include <libxml/parser.h>
+#include <libxml/tree.h>
 #include <log/log.h>
 
 const char* const HuevaneImplColorModeXml::PVX_COLORMODE_NODE[13] = {
@@ -46,20 +46,21 @@ bool HuevaneImplColorModeXml::isValidXmlProperties(xmlNodePtr& node) {
 }
 
 int32_t HuevaneImplColorModeXml::buildupColorModeNodes() {
-    xmlDocPtr document = openColorModeFile(mXmlNames);
-    if (document == nullptr) {
+    HuevaneXmlDoc owner = openColorModeFile(mXmlNames, &mDocuments);
+    if (!owner) {
         ALOGE("empty document\n");
         return 2;
     }
+    xmlDocPtr document = owner.get();
     xmlNodePtr root = xmlDocGetRootElement(document);
     if (root == nullptr) {
         ALOGE("empty document\n");
-        xmlFreeDoc(document);
+        mDocuments.back().outcome = HuevaneCalibrationDocument::NOT_USED;
         return 2;
     }
     if (!isElementNamed(root, "Calib_Data")) {
         ALOGE("document of the wrong type, root node != Calib_Data\n");
-        xmlFreeDoc(document);
+        mDocuments.back().outcome = HuevaneCalibrationDocument::NOT_USED;
         return 1;
     }
     for (xmlNodePtr child = root->children; child != nullptr; child = child->next) {
@@ -74,6 +75,5 @@ int32_t HuevaneImplColorModeXml::buildupColorModeNodes() {
             putDataLutsMap(document, first, key);
         }
     }
-    xmlFreeDoc(document);
     return 0;
 }

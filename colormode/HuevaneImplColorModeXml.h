@@ -3,12 +3,11 @@
 #ifndef HUEVANE_COLORMODE_HUEVANEIMPLCOLORMODEXML_H
 #define HUEVANE_COLORMODE_HUEVANEIMPLCOLORMODEXML_H
 
-#include <libxml/tree.h>
-
 #include <cstddef>
 #include <cstdint>
 #include <string>
 #include <unordered_map>
+#include <unordered_set>
 #include <utility>
 #include <vector>
 
@@ -22,8 +21,11 @@ namespace huevane {
 using HuevaneLutKey = std::pair<uint32_t, uint32_t>;
 
 struct PairHash {
+    // Both ids, mixed: keys such as (k, k) or (k, k ^ 1) must not share a bucket, or a file
+    // with many of them makes building the map quadratic.
     size_t operator()(const huevane::HuevaneLutKey& key) const {
-        return static_cast<size_t>(key.first ^ key.second);
+        uint64_t both = (uint64_t{key.first} << 32 | key.second) * 0x9E3779B97F4A7C15u;
+        return static_cast<size_t>(both ^ both >> 32);
     }
 };
 
@@ -49,7 +51,7 @@ class HuevaneImplColorModeXml : public HuevaneImplColorModeXmlBase {
     // Data-LUT map.
     void putDataLutsMap(xmlDocPtr& document, xmlNodePtr& node, const huevane::HuevaneLutKey& key);
     pvx_colormode_data_header getColorModeDataHeader(xmlNodePtr& node, const std::string& text);
-    xmlDocPtr getSubXmlDoc(xmlNodePtr& node);
+    HuevaneXmlDoc getSubXmlDoc(xmlNodePtr& node);
     static xmlNodePtr getSubXmlNode(xmlDocPtr& document);
     int32_t tryPutDataLutsMapBySubXml(xmlNodePtr& node, const huevane::HuevaneLutKey& key);
     HuevaneDataLutList getDataLuts(uint32_t modeId, uint32_t intentId) const;
@@ -70,6 +72,11 @@ class HuevaneImplColorModeXml : public HuevaneImplColorModeXmlBase {
     void dumpColorModeList();
     void dumpRenderIntentList(uint32_t modeId);
 
+    // The calibration documents found while reading, in the order they were opened: the main
+    // document's candidates, then each sub document tried. Tools show where a display's data
+    // came from with it.
+    const HuevaneCalibrationDocuments& getCalibrationDocuments() const { return mDocuments; }
+
   private:
     std::unordered_map<huevane::HuevaneLutKey, HuevaneDataLutList, huevane::PairHash> mDataLutsMap;
     std::vector<HuevaneMode> mColorModeList;
@@ -77,6 +84,10 @@ class HuevaneImplColorModeXml : public HuevaneImplColorModeXmlBase {
     std::unordered_map<std::string, uint32_t> mNodeNameToEnumMap;
     std::vector<std::string> mXmlNames;
     int32_t mDataLutsMaxSize = 0;
+    // Keys of the listed modes and intents, so each duplicate check is one lookup.
+    std::unordered_set<std::string> mColorModeKeys;
+    std::unordered_set<std::string> mRenderIntentKeys;
+    HuevaneCalibrationDocuments mDocuments;
 };
 
 #endif  // HUEVANE_COLORMODE_HUEVANEIMPLCOLORMODEXML_H

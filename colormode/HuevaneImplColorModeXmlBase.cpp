@@ -2,27 +2,214 @@
 
 #include "HuevaneImplColorModeXmlBase.h"
 
+#include <libxml/entities.h>
 #include <libxml/parser.h>
+#include <libxml/tree.h>
+#include <libxml/xmlversion.h>
 #include <log/log.h>
-#include <unistd.h>
+
+#include <algorithm>
+#include <cstring>
+#include <memory>
+#include <unordered_map>
 
 #include "HuevaneDecimal.h"
+#include "HuevaneImplColorModeXml.h"
 #include "HuevaneImplUtil.h"
 
 const char* const HuevaneImplColorModeXmlBase::MODE_PROPERTIES[6] = {
         "name", "mode_id", "gamut_name", "gamut_id", "intent_name", "intent_id"};
 
-xmlDocPtr HuevaneImplColorModeXmlBase::openColorModeFile(std::vector<std::string>& names) {
+void HuevaneXmlDocFree::operator()(xmlDoc* document) const {
+    xmlFreeDoc(document);
+}
+
+void HuevaneXmlStringFree::operator()(xmlChar* text) const {
+    xmlFree(text);
+}
+
+namespace {
+
+// libxml2 refuses entities nested deeper than this while parsing; the walks below stop there
+// too, so a tree built some other way cannot recurse without end.
+constexpr int MAX_ENTITY_DEPTH = 40;
+
+// The LUT text of a node list: the text and CDATA contents in order, each entity reference
+// replaced by the same text of its entity's list; elements in a list are not descended into.
+// One string grows at its end, so the cost is linear in the text, however many references.
+void appendListText(xmlDocPtr document, const xmlNode* list, int depth, std::string* text) {
+    for (const xmlNode* node = list; node != nullptr; node = node->next) {
+        if (node->type == XML_TEXT_NODE || node->type == XML_CDATA_SECTION_NODE) {
+            if (node->content != nullptr)
+                text->append(reinterpret_cast<const char*>(node->content));
+        } else if (node->type == XML_ENTITY_REF_NODE && depth < MAX_ENTITY_DEPTH) {
+            xmlEntityPtr entity = xmlGetDocEntity(document, node->name);
+            if (entity != nullptr) {
+                appendListText(document, entity->children, depth + 1, text);
+            } else if (node->content != nullptr) {
+                text->append(reinterpret_cast<const char*>(node->content));
+            }
+        }
+    }
+}
+
+// The length appendListText would produce, with each entity's length computed once: linear in
+// the document's nodes however often an entity is referenced. Saturates past the budget.
+class LutTextMeasure {
+  public:
+    explicit LutTextMeasure(xmlDocPtr document) : mDocument(document) {}
+
+    uint64_t getListLength(const xmlNode* list, int depth) {
+        uint64_t length = 0;
+        for (const xmlNode* node = list; node != nullptr && length <= LIMIT; node = node->next) {
+            if (node->type == XML_TEXT_NODE || node->type == XML_CDATA_SECTION_NODE) {
+                length += getContentLength(node);
+            } else if (node->type == XML_ENTITY_REF_NODE) {
+                length += getReferenceLength(node, depth);
+            }
+        }
+        return std::min(length, LIMIT + 1);
+    }
+
+  private:
+    static constexpr uint64_t LIMIT = HuevaneImplColorModeXmlBase::MAX_LUT_TEXT_BYTES;
+
+    static uint64_t getContentLength(const xmlNode* node) {
+        return node->content != nullptr ? strlen(reinterpret_cast<const char*>(node->content)) : 0;
+    }
+
+    uint64_t getReferenceLength(const xmlNode* reference, int depth) {
+        if (depth >= MAX_ENTITY_DEPTH) return 0;
+        xmlEntityPtr entity = xmlGetDocEntity(mDocument, reference->name);
+        if (entity == nullptr) return getContentLength(reference);
+        auto known = mEntityLengths.find(entity);
+        if (known != mEntityLengths.end()) return known->second;
+        uint64_t length = getListLength(entity->children, depth + 1);
+        mEntityLengths.emplace(entity, length);
+        return length;
+    }
+
+    xmlDocPtr mDocument;
+    std::unordered_map<const xmlEntity*, uint64_t> mEntityLengths;
+};
+
+bool isLutNode(const xmlNode* node) {
+    for (int id = 1; id < HuevaneImplColorModeXml::PVX_COLORMODE_NODE_COUNT; id++) {
+        if (HuevaneImplColorModeXmlBase::isElementNamed(
+                    node, HuevaneImplColorModeXml::getPvxColorModeNode(id))) {
+            return true;
+        }
+    }
+    return false;
+}
+
+// No network, and no DTD, external entity or XInclude is ever loaded (none of those options is
+// set). Nothing silences errors: libxml2 reports them under the document's device path.
+constexpr int PARSE_OPTIONS = XML_PARSE_NONET;
+
+struct ParserContextFree {
+    void operator()(xmlParserCtxt* context) const { xmlFreeParserCtxt(context); }
+};
+
+// A new parser context starts from the process-wide defaults, which a host process may have
+// changed (entity substitution, external DTD loading, validation). Exactly our options apply.
+void setParserOptions(xmlParserCtxt* context) {
+#if LIBXML_VERSION >= 21300
+    xmlCtxtSetOptions(context, PARSE_OPTIONS);
+#else
+    // Older libxml2 only ever adds options to a context, so each default is undone by hand.
+    context->options = PARSE_OPTIONS;
+    context->replaceEntities = 0;
+    context->loadsubset = 0;
+    context->validate = 0;
+    context->pedantic = 0;
+    context->keepBlanks = 1;
+    context->sax->ignorableWhitespace = context->sax->characters;
+#endif
+}
+
+// Opens, checks and parses one existing candidate. False when the name does not exist (or
+// cannot be opened), which the caller passes over silently as before.
+bool readCandidate(const std::string& name, HuevaneXmlDoc* document,
+                   HuevaneCalibrationDocument::Outcome* outcome) {
+    using Document = HuevaneCalibrationDocument;
+    HuevaneFd fd;
+    int64_t size = 0;
+    switch (HuevaneImplUtil::openRegularFile(name, &fd, &size)) {
+        case HuevaneFileOpen::NOT_OPENED:
+            return false;
+        case HuevaneFileOpen::NOT_REGULAR:
+            ALOGE("%s is not a regular file\n", name.c_str());
+            *outcome = Document::NOT_A_FILE;
+            return true;
+        case HuevaneFileOpen::OPENED:
+            break;
+    }
+    if (size > HuevaneImplColorModeXmlBase::MAX_DOCUMENT_BYTES) {
+        ALOGE("%s is larger than %lld bytes\n", name.c_str(),
+              static_cast<long long>(HuevaneImplColorModeXmlBase::MAX_DOCUMENT_BYTES));
+        *outcome = Document::TOO_LARGE;
+        return true;
+    }
+    HuevaneXmlDoc parsed = HuevaneImplColorModeXmlBase::parseColorModeFile(fd.get(), name);
+    if (!parsed) {
+        *outcome = Document::NOT_PARSED;  // libxml2's own report names the file
+        return true;
+    }
+    if (HuevaneImplColorModeXmlBase::getLutTextsLength(parsed.get()) >
+        HuevaneImplColorModeXmlBase::MAX_LUT_TEXT_BYTES) {
+        ALOGE("%s: entity references take its LUT texts past %llu bytes\n", name.c_str(),
+              static_cast<unsigned long long>(HuevaneImplColorModeXmlBase::MAX_LUT_TEXT_BYTES));
+        *outcome = Document::TEXT_BUDGET;
+        return true;
+    }
+    *document = std::move(parsed);
+    *outcome = Document::USED;
+    return true;
+}
+
+}  // namespace
+
+HuevaneXmlDoc HuevaneImplColorModeXmlBase::openColorModeFile(std::vector<std::string>& names,
+                                                             HuevaneCalibrationDocuments* opened) {
     for (const std::string& name : names) {
         if (name.empty()) continue;
-        std::string path = HuevaneImplUtil::getDevicePath(name);
-        if (access(path.c_str(), F_OK) != 0) continue;
-        xmlDocPtr document = xmlParseFile(path.c_str());
-        if (document == nullptr) continue;
+        HuevaneXmlDoc document;
+        HuevaneCalibrationDocument::Outcome outcome = HuevaneCalibrationDocument::NOT_PARSED;
+        if (!readCandidate(name, &document, &outcome)) continue;
+        if (opened != nullptr) opened->push_back({name, outcome});
+        if (!document) continue;
         ALOGI("%s opened\n", name.c_str());
         return document;
     }
     return nullptr;
+}
+
+HuevaneXmlDoc HuevaneImplColorModeXmlBase::parseColorModeFile(int fd, const std::string& url) {
+    // Older libxml2 sets itself up on first use without a lock; displays may be created on
+    // several threads at once, so it is set up exactly once here.
+    static const bool PARSER_READY = (xmlInitParser(), true);
+    (void)PARSER_READY;
+    std::unique_ptr<xmlParserCtxt, ParserContextFree> context(xmlNewParserCtxt());
+    if (!context) return nullptr;
+    setParserOptions(context.get());
+    return HuevaneXmlDoc(xmlCtxtReadFd(context.get(), fd, url.c_str(), nullptr, PARSE_OPTIONS));
+}
+
+uint64_t HuevaneImplColorModeXmlBase::getLutTextsLength(xmlDocPtr document) {
+    xmlNodePtr root = xmlDocGetRootElement(document);
+    if (root == nullptr) return 0;
+    LutTextMeasure measure(document);
+    uint64_t length = 0;
+    for (xmlNodePtr mode = root->children; mode != nullptr && length <= MAX_LUT_TEXT_BYTES;
+         mode = mode->next) {
+        if (!isElementNamed(mode, "mode")) continue;
+        for (xmlNodePtr node = mode->children; node != nullptr && length <= MAX_LUT_TEXT_BYTES;
+             node = node->next) {
+            if (isLutNode(node)) length += measure.getListLength(node->children, 0);
+        }
+    }
+    return length;
 }
 
 uint32_t HuevaneImplColorModeXmlBase::getValueFromXmlProperty(xmlNodePtr& node,
@@ -40,18 +227,15 @@ uint32_t HuevaneImplColorModeXmlBase::getValueFromXmlProperty(xmlNodePtr& node,
 
 bool HuevaneImplColorModeXmlBase::getTextFromXmlProperty(xmlNodePtr& node, const char* propertyName,
                                                          std::string* text) {
-    xmlChar* value = xmlGetProp(node, reinterpret_cast<const xmlChar*>(propertyName));
-    if (value == nullptr) return false;
-    text->assign(reinterpret_cast<const char*>(value));
-    xmlFree(value);
+    HuevaneXmlString value(xmlGetProp(node, reinterpret_cast<const xmlChar*>(propertyName)));
+    if (!value) return false;
+    text->assign(reinterpret_cast<const char*>(value.get()));
     return true;
 }
 
 bool HuevaneImplColorModeXmlBase::hasXmlProperty(xmlNodePtr& node, const char* propertyName) {
-    xmlChar* value = xmlGetProp(node, reinterpret_cast<const xmlChar*>(propertyName));
-    if (value == nullptr) return false;
-    xmlFree(value);
-    return true;
+    return HuevaneXmlString(xmlGetProp(node, reinterpret_cast<const xmlChar*>(propertyName))) !=
+           nullptr;
 }
 
 bool HuevaneImplColorModeXmlBase::isElementNamed(const xmlNode* node, const char* name) {
@@ -70,17 +254,8 @@ xmlNodePtr HuevaneImplColorModeXmlBase::getTuneModeNode(xmlNodePtr root) {
     return nullptr;
 }
 
-// Most LUT nodes hold one text node; its content is the text already, so the node-list copy is
-// skipped for it.
 std::string HuevaneImplColorModeXmlBase::getLutText(xmlDocPtr document, const xmlNode* node) {
-    const xmlNode* child = node->children;
-    if (child != nullptr && child->next == nullptr &&
-        (child->type == XML_TEXT_NODE || child->type == XML_CDATA_SECTION_NODE)) {
-        return child->content ? std::string(reinterpret_cast<const char*>(child->content)) : "";
-    }
-    xmlChar* content = xmlNodeListGetString(document, node->children, 1);
-    if (content == nullptr) return std::string();
-    std::string text(reinterpret_cast<const char*>(content));
-    xmlFree(content);
+    std::string text;
+    appendListText(document, node->children, 0, &text);
     return text;
 }

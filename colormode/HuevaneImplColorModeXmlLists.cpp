@@ -1,9 +1,24 @@
 // The colour-mode list and the per-mode render-intent lists of the calibration reader.
 #define LOG_TAG "libhuevane"
 
+#include <libxml/tree.h>
 #include <log/log.h>
 
+#include <cstring>
+
 #include "HuevaneImplColorModeXml.h"
+
+namespace {
+
+// The identity of a listed entry: two ids, then the name's bytes.
+std::string getListKey(uint32_t first, uint32_t second, const std::string& name) {
+    std::string key(sizeof(first) + sizeof(second), '\0');
+    memcpy(&key[0], &first, sizeof(first));
+    memcpy(&key[sizeof(first)], &second, sizeof(second));
+    return key + name;
+}
+
+}  // namespace
 
 HuevaneMode HuevaneImplColorModeXml::getColorModeFromXmlProperties(xmlNodePtr& node) {
     HuevaneMode mode;
@@ -21,33 +36,24 @@ DisplayRenderIntent HuevaneImplColorModeXml::getRenderIntentFromXmlProperties(xm
 }
 
 void HuevaneImplColorModeXml::putColorModeList(HuevaneMode& mode) {
-    if (!isDuplicatedColorMode(mode)) mColorModeList.push_back(mode);
+    if (mColorModeKeys.insert(getListKey(mode.modeId, mode.gamutId, mode.modeName)).second) {
+        mColorModeList.push_back(mode);
+    }
 }
 
 bool HuevaneImplColorModeXml::isDuplicatedColorMode(const HuevaneMode& mode) {
-    for (const HuevaneMode& listed : mColorModeList) {
-        if (listed.modeId == mode.modeId && listed.gamutId == mode.gamutId &&
-            listed.modeName == mode.modeName) {
-            return true;
-        }
-    }
-    return false;
+    return mColorModeKeys.count(getListKey(mode.modeId, mode.gamutId, mode.modeName)) != 0;
 }
 
 void HuevaneImplColorModeXml::putRenderIntentList(uint32_t& modeId, DisplayRenderIntent& intent) {
-    if (!isDuplicatedRenderIntent(modeId, intent)) mRenderIntentMap[modeId].push_back(intent);
+    if (mRenderIntentKeys.insert(getListKey(modeId, intent.intentId, intent.intentName)).second) {
+        mRenderIntentMap[modeId].push_back(intent);
+    }
 }
 
 bool HuevaneImplColorModeXml::isDuplicatedRenderIntent(uint32_t& modeId,
                                                        const DisplayRenderIntent& intent) {
-    auto intents = mRenderIntentMap.find(modeId);
-    if (intents == mRenderIntentMap.end()) return false;
-    for (const DisplayRenderIntent& listed : intents->second) {
-        if (listed.intentId == intent.intentId && listed.intentName == intent.intentName) {
-            return true;
-        }
-    }
-    return false;
+    return mRenderIntentKeys.count(getListKey(modeId, intent.intentId, intent.intentName)) != 0;
 }
 
 std::vector<HuevaneMode> HuevaneImplColorModeXml::getColorModeList() {

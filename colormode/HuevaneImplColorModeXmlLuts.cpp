@@ -49,9 +49,14 @@ pvx_colormode_data_header HuevaneImplColorModeXml::getColorModeDataHeader(xmlNod
             static_cast<uint8_t>(getValueFromXmlProperty(node, "att3") & 0xFF));
 }
 
-xmlDocPtr HuevaneImplColorModeXml::getSubXmlDoc(xmlNodePtr& node) {
+HuevaneXmlDoc HuevaneImplColorModeXml::getSubXmlDoc(xmlNodePtr& node) {
     std::string subXml;
     if (!getTextFromXmlProperty(node, "subxml", &subXml)) return nullptr;
+    // A value that could climb out of the calibration folder counts as no subxml at all.
+    if (!HuevaneImplUtil::isPlainFileName(subXml)) {
+        ALOGE("subxml '%s' is not a file name\n", subXml.c_str());
+        return nullptr;
+    }
     std::string suffix = "_" + subXml;
     std::vector<std::string> names;
     for (const std::string& candidate : mXmlNames) {
@@ -62,7 +67,7 @@ xmlDocPtr HuevaneImplColorModeXml::getSubXmlDoc(xmlNodePtr& node) {
         name.insert(ext, suffix);
         names.push_back(std::move(name));
     }
-    return openColorModeFile(names);
+    return openColorModeFile(names, &mDocuments);
 }
 
 xmlNodePtr HuevaneImplColorModeXml::getSubXmlNode(xmlDocPtr& document) {
@@ -79,15 +84,15 @@ xmlNodePtr HuevaneImplColorModeXml::getSubXmlNode(xmlDocPtr& document) {
 
 int32_t HuevaneImplColorModeXml::tryPutDataLutsMapBySubXml(xmlNodePtr& node,
                                                            const huevane::HuevaneLutKey& key) {
-    xmlDocPtr subDocument = getSubXmlDoc(node);
-    if (subDocument == nullptr) return 2;
+    HuevaneXmlDoc owner = getSubXmlDoc(node);
+    if (!owner) return 2;
+    xmlDocPtr subDocument = owner.get();
     xmlNodePtr first = getSubXmlNode(subDocument);
     if (first == nullptr) {
-        xmlFreeDoc(subDocument);
+        mDocuments.back().outcome = HuevaneCalibrationDocument::NOT_USED;
         return 1;
     }
     putDataLutsMap(subDocument, first, key);
-    xmlFreeDoc(subDocument);
     return 0;
 }
 

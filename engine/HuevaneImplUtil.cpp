@@ -1,8 +1,12 @@
 #include "HuevaneImplUtil.h"
 
-#include "HuevaneCrc16.h"
-
+#include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
+
+#include <utility>
+
+#include "HuevaneCrc16.h"
 
 std::string HuevaneImplUtil::mDeviceRoot;
 
@@ -131,6 +135,36 @@ bool HuevaneImplUtil::isExist(std::vector<std::string> names) {  // NOLINT(perfo
         if (access(getDevicePath(name).c_str(), F_OK) == 0) return true;
     }
     return false;
+}
+
+HuevaneFd::~HuevaneFd() {
+    if (mFd >= 0) close(mFd);
+}
+
+HuevaneFd& HuevaneFd::operator=(HuevaneFd&& other) noexcept {
+    if (this != &other) {
+        if (mFd >= 0) close(mFd);
+        mFd = other.mFd;
+        other.mFd = -1;
+    }
+    return *this;
+}
+
+HuevaneFileOpen HuevaneImplUtil::openRegularFile(const std::string& devicePath, HuevaneFd* fd,
+                                                 int64_t* size) {
+    // Non-blocking: opening a FIFO without a writer would otherwise wait for ever.
+    HuevaneFd opened(open(getDevicePath(devicePath).c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    if (opened.get() < 0) return HuevaneFileOpen::NOT_OPENED;
+    struct stat status {};
+    if (fstat(opened.get(), &status) != 0) return HuevaneFileOpen::NOT_OPENED;
+    if (!S_ISREG(status.st_mode)) return HuevaneFileOpen::NOT_REGULAR;
+    *size = static_cast<int64_t>(status.st_size);
+    *fd = std::move(opened);
+    return HuevaneFileOpen::OPENED;
+}
+
+bool HuevaneImplUtil::isPlainFileName(const std::string& name) {
+    return name.find('/') == std::string::npos && name != "..";
 }
 
 std::string HuevaneImplUtil::getDevicePath(const std::string& devicePath) {

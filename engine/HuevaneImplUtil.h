@@ -9,6 +9,29 @@
 
 #include "HuevaneDataLut.h"
 
+// An open file descriptor, closed when its owner goes.
+class HuevaneFd {
+  public:
+    explicit HuevaneFd(int fd = -1) : mFd(fd) {}
+    ~HuevaneFd();
+    HuevaneFd(HuevaneFd&& other) noexcept : mFd(other.mFd) { other.mFd = -1; }
+    HuevaneFd& operator=(HuevaneFd&& other) noexcept;
+    HuevaneFd(const HuevaneFd&) = delete;
+    HuevaneFd& operator=(const HuevaneFd&) = delete;
+
+    int get() const { return mFd; }
+
+  private:
+    int mFd;
+};
+
+// What opening a device file found.
+enum class HuevaneFileOpen {
+    OPENED,       // a regular file, open for reading
+    NOT_OPENED,   // missing, or refused by the system
+    NOT_REGULAR,  // a FIFO, device, socket or folder: never read, so never waited on
+};
+
 class HuevaneImplUtil {
 public:
     // CRC-16 over `length` bytes; 0xFF25 for length < 1 without touching `data`.
@@ -29,6 +52,14 @@ public:
 
     // True when at least one non-empty name is an existing device file.
     static bool isExist(std::vector<std::string> names);
+
+    // Opens a device file read-only without ever blocking, and checks on the open descriptor
+    // (no gap between check and use) that it is a regular file. `size` gets its size in bytes.
+    static HuevaneFileOpen openRegularFile(const std::string& devicePath, HuevaneFd* fd,
+                                           int64_t* size);
+    // A name read from outside (a target name, a subxml value) only ever names a file inside
+    // the calibration folder: no "/" and not "..".
+    static bool isPlainFileName(const std::string& name);
 
     // The host path of a device path. On a device the root is empty and the path is unchanged;
     // host tools and tests point it at a copied device tree. Internal: never exported.

@@ -25,6 +25,17 @@ std::string calib(const std::string& children) {
     return "<Calib_Data>" + children + "</Calib_Data>";
 }
 
+// "path outcome" for each document the reader found.
+std::vector<std::string> documents(const HuevaneImplColorModeXml& reader) {
+    static const char* const OUTCOMES[] = {"used",      "not used",   "not a file",
+                                           "too large", "not parsed", "over the text budget"};
+    std::vector<std::string> result;
+    for (const HuevaneCalibrationDocument& d : reader.getCalibrationDocuments()) {
+        result.push_back(d.path + " " + OUTCOMES[d.outcome]);
+    }
+    return result;
+}
+
 std::vector<std::string> texts(const HuevaneDataLutList& luts) {
     std::vector<std::string> result;
     for (const HuevaneDataLut& lut : luts) result.push_back(lut.second);
@@ -58,6 +69,8 @@ TEST_F(CalibrationTest, OpensTheFirstCandidateThatParses) {
     EXPECT_EQ(reader->getColorModeList()[0].modeId, 4u);
     EXPECT_EQ(mLog.count(4, kNames[1] + " opened\n"), 1);  // the device path, not the host path
     EXPECT_EQ(mLog.count(4, kNames[0] + " opened\n"), 0);
+    EXPECT_EQ(documents(*reader),
+              (std::vector<std::string>{kNames[0] + " not parsed", kNames[1] + " used"}));
 }
 
 TEST_F(CalibrationTest, DocumentsThatYieldNothing) {
@@ -105,14 +118,18 @@ TEST_F(CalibrationTest, IdsReadAsSignedDecimalOrAbsent) {
 }
 
 TEST_F(CalibrationTest, LutNodesBecomeDataLuts) {
-    auto reader = read(calib(
-            modeNode("mode_id='0' intent_id='1'",
-                     "\n <degamma att0='1'>abc</degamma>\n <!-- a comment -->\n"
-                     " <unknown att0='7'>zzz</unknown>\n"
-                     " <gamma_matrix att0='0' att1='2' att2='3' att3='4'>xyz0</gamma_matrix>\n"
-                     " <gamma/>\n") +
-            modeNode("mode_id='1' intent_id='0'",
-                     "<atc att0='300' att1='-1' att2='x'>a&amp;b\n c</atc><atc>2</atc>")));
+    auto reader = read(
+            "<!DOCTYPE Calib_Data [<!ENTITY f 'F'><!ENTITY e '1&f;<i>k</i>2'>]>" +
+            calib(modeNode(
+                          "mode_id='0' intent_id='1'",
+                          "\n <degamma att0='1'>abc</degamma>\n <!-- a comment -->\n"
+                          " <unknown att0='7'>zzz</unknown>\n"
+                          " <gamma_matrix att0='0' att1='2' att2='3' att3='4'>xyz0</gamma_matrix>\n"
+                          " <gamma/>\n") +
+                  modeNode("mode_id='1' intent_id='0'",
+                           "<atc att0='300' att1='-1' att2='x'>a&amp;b\n c</atc><atc>2</atc>") +
+                  // Elements inside a LUT node, or inside an entity, add nothing to the text.
+                  modeNode("mode_id='2' intent_id='0'", "<de>x<b>y</b>&e;z<![CDATA[<c>]]></de>")));
     const HuevaneDataLutList luts = reader->getDataLuts(0, 1);
     ASSERT_EQ(luts.size(), 3u);
     EXPECT_EQ(headerBytes(luts[0].first), hexBytes("DA 04 10 00 0C 00 01 FF FF FF CD FF"));
@@ -126,6 +143,7 @@ TEST_F(CalibrationTest, LutNodesBecomeDataLuts) {
     const pvx_colormode_data_header& h = atc[0].first;
     EXPECT_EQ(std::vector<int>({h.id, h.attr0, h.attr1, h.attr2, h.attr3}),
               std::vector<int>({12, 44, 255, 255, 255}));
+    EXPECT_EQ(texts(reader->getDataLuts(2, 0)), std::vector<std::string>{"x1F2z<c>"});
     EXPECT_EQ(reader->getDataLutsMaxSize(), 46);
 }
 
@@ -148,14 +166,20 @@ TEST_F(CalibrationTest, SubDocumentSuppliesTheLutsOfItsModeNode) {
         std::string content;
         std::vector<std::string> expected;
         size_t wrongRootLines;
+        const char* outcome;  // of the sub document, as the reader records it
     } cases[] = {
-            {kStem + "_abc_enhance.xml", calib(tune), {"abc"}, 0},
-            {kStem + "_enhance.xml", calib(tune), {"abc"}, 0},
-            {"", "", {"own"}, 0},
-            {kStem + "_enhance.xml", "<Other>" + tune + "</Other>", {"own"}, 1},
-            {kStem + "_enhance.xml", calib("<mode name='tune'/>" + tune), {"own"}, 0},
-            {kStem + "_enhance.xml", calib("<mode name='Tune'><gamma>x</gamma></mode>"), {"own"}, 0},
-            {kStem + "_enhance.xml", calib("<mode name='tune'> <!-- c --> </mode>"), {}, 0},
+            {kStem + "_abc_enhance.xml", calib(tune), {"abc"}, 0, "used"},
+            {kStem + "_enhance.xml", calib(tune), {"abc"}, 0, "used"},
+            {"", "", {"own"}, 0, ""},
+            {kStem + "_enhance.xml", "<Other>" + tune + "</Other>", {"own"}, 1, "not used"},
+            {kStem + "_enhance.xml", calib("<mode name='tune'/>" + tune), {"own"}, 0, "not used"},
+            {kStem + "_enhance.xml",
+             calib("<mode name='Tune'><gamma>x</gamma></mode>"),
+             {"own"},
+             0,
+             "not used"},
+            {kStem + "_enhance.xml", calib("<mode name='tune'> <!-- c --> </mode>"), {}, 0, "used"},
+            {kStem + "_enhance.xml", calib(tune) + "<x", {"own"}, 0, "not parsed"},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.path + " " + c.content);
@@ -170,6 +194,9 @@ TEST_F(CalibrationTest, SubDocumentSuppliesTheLutsOfItsModeNode) {
             EXPECT_EQ(mLog.count(4, c.path + " opened\n"), 1);
         }
         EXPECT_EQ(errorLines(), std::vector<std::string>(c.wrongRootLines, kWrongRoot));
+        std::vector<std::string> found = {kNames[1] + " used"};
+        if (!c.path.empty()) found.push_back(c.path + " " + c.outcome);
+        EXPECT_EQ(documents(*reader), found);
     }
 }
 

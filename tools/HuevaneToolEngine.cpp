@@ -51,22 +51,20 @@ const char* const PARCEL_USAGE =
         "  --log-level N      engine log level; also lets the library's log lines through\n";
 
 // The library writes through liblog; by default the tool keeps stdout and stderr to itself and
-// only listens for the lines that name the calibration documents it opened.
+// only collects the error lines, to tell the user what the library refused.
 struct LogState {
     bool forward = false;
-    std::vector<std::string> opened;
+    bool quiet = false;               // while the tool's own reader repeats the engine's reading
+    std::vector<std::string> opened;  // calibration documents the reader used, main one first
     std::vector<std::string> errors;  // what the library refused, for the user to see
 };
 LogState gLog;
 
 bool toolLogger(const HuevaneLogRecord& record) {
-    static const char OPENED[] = " opened\n";
+    if (gLog.quiet) return false;
     const char* message = record.message;
     const size_t length = strlen(message);
-    if (record.priority == ANDROID_LOG_INFO && length > sizeof(OPENED) - 1 &&
-        strcmp(message + length - (sizeof(OPENED) - 1), OPENED) == 0) {
-        gLog.opened.emplace_back(message, length - (sizeof(OPENED) - 1));
-    } else if (record.priority >= ANDROID_LOG_ERROR && length > 0) {
+    if (record.priority >= ANDROID_LOG_ERROR && length > 0) {
         gLog.errors.emplace_back(message, message[length - 1] == '\n' ? length - 1 : length);
     }
     return gLog.forward;
@@ -76,6 +74,19 @@ void setUpLog(int logLevel) {
     gLog.forward = logLevel >= 0;
     setHuevaneLogSink(toolLogger);
     __android_log_set_minimum_priority(gLog.forward ? ANDROID_LOG_VERBOSE : ANDROID_LOG_INFO);
+}
+
+// The documents the library's reader used, asked of a reader built beside the engine: it reads
+// the same files the same way, and its lines were already seen with the engine's.
+std::vector<std::string> getUsedDocuments(uint32_t display) {
+    gLog.quiet = true;
+    HuevaneImplColorMode source(display);
+    gLog.quiet = false;
+    std::vector<std::string> used;
+    for (const HuevaneCalibrationDocument& document : source.getCalibrationDocuments()) {
+        if (document.outcome == HuevaneCalibrationDocument::USED) used.push_back(document.path);
+    }
+    return used;
 }
 
 struct EngineDeleter {
@@ -102,6 +113,7 @@ Engine openEngine(const HuevaneToolGlobals& globals, int logLevel) {
         }
     }
     gLog.errors.clear();
+    gLog.opened = getUsedDocuments(globals.display);
     if (gLog.opened.empty()) {
         fprintf(stderr,
                 "huevane-tool: warning: no calibration file of display %u could be read; "
