@@ -22,7 +22,8 @@ void* counted(void* pointer) {
 }
 
 void release(void* pointer) {
-    if (gCounting && pointer != nullptr) gCurrent -= static_cast<int64_t>(malloc_usable_size(pointer));
+    if (gCounting && pointer != nullptr)
+        gCurrent -= static_cast<int64_t>(malloc_usable_size(pointer));
     free(pointer);
 }
 
@@ -31,7 +32,8 @@ void* countedMalloc(size_t size) {
 }
 
 void* countedRealloc(void* pointer, size_t size) {
-    if (gCounting && pointer != nullptr) gCurrent -= static_cast<int64_t>(malloc_usable_size(pointer));
+    if (gCounting && pointer != nullptr)
+        gCurrent -= static_cast<int64_t>(malloc_usable_size(pointer));
     void* moved = realloc(pointer, size);
     if (gCounting && moved == nullptr && pointer != nullptr) {
         gCurrent += static_cast<int64_t>(malloc_usable_size(pointer));

@@ -107,7 +107,7 @@ Request makeRequest(Random& random) {
     for (int i = 0; i < entries; i++) {
         const uint32_t id = static_cast<uint32_t>(pick(random, 15));
         r.ids.push_back(id);
-        r.texts.push_back(id == 0                ? attributeText(random)
+        r.texts.push_back(id == 0               ? attributeText(random)
                           : id == 6 || id == 11 ? matrixText(random)
                                                 : tableText(random));
     }
@@ -137,8 +137,8 @@ Outcome serve(IHuevane* engine, const Request& r, std::vector<uint8_t>& buffer) 
         case 3: {
             std::vector<HuevaneExtension> entries;
             for (size_t i = 0; i < r.ids.size(); i++) {
-                entries.push_back({r.ids[i], r.texts[i].c_str(),
-                                   static_cast<uint32_t>(r.texts[i].size())});
+                entries.push_back(
+                        {r.ids[i], r.texts[i].c_str(), static_cast<uint32_t>(r.texts[i].size())});
             }
             out.result = std::to_string(engine->setColorExtension(entries));
             break;
@@ -160,8 +160,8 @@ Outcome serve(IHuevane* engine, const Request& r, std::vector<uint8_t>& buffer) 
             // The same buffer for both builds, so the parcel print shows the same address.
             const int32_t size = engine->getColorCoefSize();
             buffer.assign(size, 0xA5);
-            out.result = std::to_string(size) + " " + describe(buffer, engine->updateColorCoef(
-                                                                               buffer.data()));
+            out.result = std::to_string(size) + " " +
+                         describe(buffer, engine->updateColorCoef(buffer.data()));
             break;
         }
     }

@@ -11,13 +11,13 @@
 namespace huevane {
 
 class HuevaneDataLutIndex {
-public:
+  public:
     // Forgets every identity.
     void clear();
     // The position recorded for `identity`, or -1 after recording `position` for it.
     int32_t findOrAdd(uint64_t identity, int32_t position);
 
-private:
+  private:
     size_t getSlot(uint64_t identity) const;
     void grow();
 

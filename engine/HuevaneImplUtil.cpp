@@ -77,7 +77,7 @@ constexpr int32_t CRC16_FOLD_MIN = 256;
 // Filled when the library is loaded, from a table built at compile time: engines created on
 // several threads only ever read it.
 std::vector<unsigned short> HuevaneImplUtil::mCrcTable(huevane::CRC16_TABLE,
-                                                      huevane::CRC16_TABLE + 256);
+                                                       huevane::CRC16_TABLE + 256);
 
 void HuevaneImplUtil::genCrc16Table() {
     if (!mCrcTable.empty()) return;
@@ -118,8 +118,7 @@ HuevaneDataLut HuevaneImplUtil::getInitialDataLut() {
     return {header, std::string()};
 }
 
-void HuevaneImplUtil::setDataHeaderText(pvx_colormode_data_header& header,
-                                        const std::string& text) {
+void HuevaneImplUtil::setDataHeaderText(pvx_colormode_data_header& header, const std::string& text) {
     // Texts of 65 523 bytes or more wrap here; the parcel packer's size rule refuses them.
     header.total_size = static_cast<uint16_t>(text.size() + PVX_DATA_HEADER_SIZE + 1);
     // c_str() supplies the terminating zero byte that the CRC covers. Texts beyond 2 GiB cannot
@@ -129,7 +128,8 @@ void HuevaneImplUtil::setDataHeaderText(pvx_colormode_data_header& header,
 }
 
 // The list comes by value: that is how the entry point hands it over.
-bool HuevaneImplUtil::isExist(std::vector<std::string> names) {  // NOLINT(performance-unnecessary-value-param)
+bool HuevaneImplUtil::isExist(
+        std::vector<std::string> names) {  // NOLINT(performance-unnecessary-value-param)
     for (const std::string& name : names) {
         if (name.empty()) continue;
         if (access(getDevicePath(name).c_str(), F_OK) == 0) return true;

@@ -33,7 +33,7 @@ enum class HuevaneFileOpen {
 };
 
 class HuevaneImplUtil {
-public:
+  public:
     // CRC-16 over `length` bytes; 0xFF25 for length < 1 without touching `data`.
     static unsigned short getCrc16(const unsigned char* data, int32_t length);
     static void genCrc16Table();
@@ -68,7 +68,7 @@ public:
 
     static std::vector<unsigned short> mCrcTable;
 
-private:
+  private:
     static std::string mDeviceRoot;
 };
 

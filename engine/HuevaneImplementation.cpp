@@ -101,8 +101,8 @@ void HuevaneImplementation::collectDataLuts(HuevaneDataLutList& list) {
 
 // The copies from the sources are ours already; moving them spares the update path a second
 // copy of every text.
-void HuevaneImplementation::putIndexedDataLuts(HuevaneDataLutList& list,
-                                               HuevaneDataLutList&& luts, int32_t sourceKind) {
+void HuevaneImplementation::putIndexedDataLuts(HuevaneDataLutList& list, HuevaneDataLutList&& luts,
+                                               int32_t sourceKind) {
     for (HuevaneDataLut& lut : luts) {
         if (sourceKind >= 0 && offerToMatrixStages(sourceKind, lut) == 0) continue;
         putIndexedDataLut(list, std::move(lut));

@@ -12,7 +12,7 @@
 
 template <typename T>
 class HuevaneImplCallerSource : public HuevaneImplLutSource<T> {
-public:
+  public:
     explicit HuevaneImplCallerSource(int32_t maxSize) : mDataLutsMaxSize(maxSize) {}
 
     HuevaneDataLutList getDataLuts() override { return mDataLuts; }
@@ -22,7 +22,7 @@ public:
 
     HuevaneDataLut initDataHeader() { return HuevaneImplUtil::getInitialDataLut(); }
 
-protected:
+  protected:
     // LUTs built and not yet collected, oldest first.
     HuevaneDataLutList mDataLuts;
     // Parcel bytes this source claims.

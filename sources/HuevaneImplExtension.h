@@ -11,7 +11,7 @@
 #include "IHuevane.h"
 
 class HuevaneImplExtension : public HuevaneImplCallerSource<HuevaneExtension> {
-public:
+  public:
     // Extension LUTs claim no parcel room of their own; the packer's bound keeps them in the buffer.
     HuevaneImplExtension() : HuevaneImplCallerSource(0) {}
     ~HuevaneImplExtension() override = default;

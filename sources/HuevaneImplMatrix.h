@@ -14,7 +14,7 @@
 #include "HuevaneMatrixText.h"
 
 class HuevaneImplMatrix {
-public:
+  public:
     explicit HuevaneImplMatrix(uint8_t nodeId) : mNodeId(nodeId) {}
 
     // 0 when the stage took the LUT (its node, valid matrix text), 1 otherwise.
@@ -28,7 +28,7 @@ public:
     // The stored matrices by source kind, in first-insertion order (what huevane-tool explains).
     const std::vector<std::pair<int, huevane::mat4>>& getMatrices() const { return mMatrices; }
 
-private:
+  private:
     // A matrix text as read: the same calibration and transform texts come back on every update.
     struct ReadText {
         std::string text;

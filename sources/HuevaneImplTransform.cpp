@@ -3,8 +3,8 @@
 #include <cstring>
 
 #include "HuevaneImplUtil.h"
-#include "HuevaneStagedLuts.h"
 #include "HuevaneMatrixText.h"
+#include "HuevaneStagedLuts.h"
 
 int32_t HuevaneImplTransform::setDataLuts(std::vector<float> matrix) {
     if (matrix.size() != huevane::MATRIX_ELEMENTS) return 1;

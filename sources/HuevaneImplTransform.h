@@ -10,7 +10,7 @@
 #include "HuevaneImplCallerSource.h"
 
 class HuevaneImplTransform : public HuevaneImplCallerSource<float> {
-public:
+  public:
     // Room claimed in the parcel: one matrix LUT at its longest.
     static constexpr int32_t TRANSFORM_MAX_SIZE = 124;
 
@@ -23,7 +23,7 @@ public:
     void putDataLuts(unsigned char id, std::string text);
     static std::string getMatrixToString(std::vector<float>& matrix);
 
-private:
+  private:
     // The last matrix staged and its LUT: a compositor sends the same transform frame after
     // frame, and its text need not be written again.
     std::vector<float> mLastMatrix;

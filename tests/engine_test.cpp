@@ -183,7 +183,8 @@ TEST_F(EngineTest, LaterLutOfTheSameIdentityReplacesInPlace) {
     std::vector<std::string> attributes;
     std::vector<HuevaneExtension> entries;
     for (int round = 0; round < 2; round++) {
-        for (int k = 0; k < 100; k++) attributes.push_back(std::to_string(k) + " " + std::to_string(round));
+        for (int k = 0; k < 100; k++)
+            attributes.push_back(std::to_string(k) + " " + std::to_string(round));
     }
     for (size_t i = 0; i < attributes.size(); i++) {
         entries.push_back({0, attributes[i].c_str(), uint32_t(attributes[i].find(' '))});

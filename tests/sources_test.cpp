@@ -33,12 +33,13 @@ TEST(Transform, FixedPointRounding) {
     // Halves round away from zero; out of range saturates; NaN is 0.
     const float inf = std::numeric_limits<float>::infinity();
     std::vector<float> values = {
-            1.0f,     -0.5f,     0.1f, 0.5f / 65536, -0.5f / 65536,    2.5f / 65536,    1e-6f,
-            40000.0f, -40000.0f, NAN,  -inf,         39321.5f / 65536, -1638.5f / 65536,
-            32768.0f, 32767.998f, -32768.0f};
-    EXPECT_EQ("1,65536,-32768,6554,1,-1,3,0,2147483647,-2147483648,0,-2147483648,39322,-1639,"
-              "2147483647,2147483520,-2147483648",
-              HuevaneImplTransform::getMatrixToString(values));
+            1.0f,       -0.5f,     0.1f, 0.5f / 65536, -0.5f / 65536,    2.5f / 65536,     1e-6f,
+            40000.0f,   -40000.0f, NAN,  -inf,         39321.5f / 65536, -1638.5f / 65536, 32768.0f,
+            32767.998f, -32768.0f};
+    EXPECT_EQ(
+            "1,65536,-32768,6554,1,-1,3,0,2147483647,-2147483648,0,-2147483648,39322,-1639,"
+            "2147483647,2147483520,-2147483648",
+            HuevaneImplTransform::getMatrixToString(values));
 }
 
 TEST(Transform, StagesOneGammaMatrixPerCall) {

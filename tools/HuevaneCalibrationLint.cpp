@@ -17,10 +17,10 @@
 #include "HuevaneImplColorModeXml.h"
 #include "HuevaneImplColorModeXmlBase.h"
 #include "HuevaneImplTransform.h"
-#include "HuevaneXmlError.h"
 #include "HuevaneImplUtil.h"
 #include "HuevaneMatrixText.h"
 #include "HuevaneParcel.h"
+#include "HuevaneXmlError.h"
 
 namespace {
 
@@ -192,8 +192,7 @@ uint32_t CalibrationLint::checkNumber(const std::string& file, xmlNodePtr node,
     std::string text;
     HuevaneImplColorModeXmlBase::getTextFromXmlProperty(node, property, &text);
     int64_t number = 0;
-    const bool digits =
-            huevane::parseDecimal(text.data(), text.data() + text.size(), &number);
+    const bool digits = huevane::parseDecimal(text.data(), text.data() + text.size(), &number);
     const std::string quoted = std::string(property) + "='" + text + "'";
     if (value == PVX_VALUE_ABSENT && !(digits && number == -1)) {
         report(file, xmlGetLineNo(node), "error",

@@ -207,7 +207,8 @@ void appendMatrix(const DecodedEntry& entry, std::string* out) {
         const huevane::mat4& m = entry.matrix;
         snprintf(line, sizeof(line), "            %10.6f %10.6f %10.6f %10.6f   | %9d %9d %9d %9d\n",
                  m[r], m[4 + r], m[8 + r], m[12 + r], huevane::getFixedPointFromFloat(m[r]),
-                 huevane::getFixedPointFromFloat(m[4 + r]), huevane::getFixedPointFromFloat(m[8 + r]),
+                 huevane::getFixedPointFromFloat(m[4 + r]),
+                 huevane::getFixedPointFromFloat(m[8 + r]),
                  huevane::getFixedPointFromFloat(m[12 + r]));
         *out += line;
     }

@@ -64,8 +64,7 @@ void DeviceTree::writeCalibration(uint32_t display, const std::string& content) 
 }
 
 void DeviceTree::writeTargetName(uint32_t display, const std::string& content) const {
-    const std::string node = display == 0
-                                     ? "/sys/class/pvx/pvx/xml"
-                                     : "/sys/class/pvx/pvx" + std::to_string(display) + "/xml";
+    const std::string node = display == 0 ? "/sys/class/pvx/pvx/xml"
+                                          : "/sys/class/pvx/pvx" + std::to_string(display) + "/xml";
     writeFile(node, content);
 }

@@ -9,7 +9,7 @@
 #include <string>
 
 class DeviceTree {
-public:
+  public:
     // Under $TMPDIR (or /tmp); aborts when the folder cannot be made.
     DeviceTree();
     // Removes the folder and points the library back at the real "/".
@@ -30,7 +30,7 @@ public:
     void writeCalibration(uint32_t display, const std::string& content) const;
     void writeTargetName(uint32_t display, const std::string& content) const;
 
-private:
+  private:
     std::string mRoot;
 };
 

@@ -15,7 +15,8 @@ namespace {
 LogCapture* gActiveCapture = nullptr;
 
 bool captureLine(const HuevaneLogRecord& record) {
-    if (gActiveCapture != nullptr) gActiveCapture->add({record.priority, record.tag, record.message});
+    if (gActiveCapture != nullptr)
+        gActiveCapture->add({record.priority, record.tag, record.message});
     return false;
 }
 

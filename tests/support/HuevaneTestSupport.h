@@ -17,7 +17,7 @@ struct LogLine {
 
 // Collects every line written through liblog while it lives (debug priority included).
 class LogCapture {
-public:
+  public:
     LogCapture();
     ~LogCapture();
     LogCapture(const LogCapture&) = delete;
@@ -31,7 +31,7 @@ public:
 
     void add(const LogLine& line) { mLines.push_back(line); }
 
-private:
+  private:
     std::vector<LogLine> mLines;
     int mPreviousMinimum;
 };
@@ -39,7 +39,7 @@ private:
 // Bytes that end right before an unreadable (PROT_NONE) page: a read or write one byte past them
 // faults at once instead of passing unnoticed.
 class GuardedBytes {
-public:
+  public:
     explicit GuardedBytes(const std::string& bytes);
     GuardedBytes(const void* bytes, size_t size);
     ~GuardedBytes();
@@ -50,7 +50,7 @@ public:
     size_t size() const { return mSize; }
     const char* text() const { return reinterpret_cast<const char*>(mData); }
 
-private:
+  private:
     uint8_t* mMapping;
     size_t mMappingSize;
     uint8_t* mData;
