@@ -122,6 +122,6 @@ tidy: build
 	@status=0; \
 	run-clang-tidy -quiet -j $(JOBS) -p $(BUILD_DIR) '$(TIDY_PATHS)' > $(BUILD_DIR)/tidy.log 2>&1 \
 	    || status=$$?; \
-	grep -v -e '^[0-9]* warnings\{0,1\} generated' -e '^Suppressed [0-9]* warnings' \
-	    -e 'Use -header-filter' -e 'clang-tidy-[0-9]* .*-p=' $(BUILD_DIR)/tidy.log; \
+	sed 's/\x1b\[[0-9;]*m//g' $(BUILD_DIR)/tidy.log | grep -v -e '^[0-9]* warnings\{0,1\} generated' \
+	    -e '^Suppressed [0-9]* warnings' -e 'Use -header-filter' -e 'clang-tidy-[0-9]* .*-p='; \
 	echo "tidy: $$([ $$status = 0 ] && echo clean || echo 'findings above')"; exit $$status

@@ -126,7 +126,7 @@ const char FIFO[] = "\x01fifo";
 const char OVERSIZED[] = "\x01oversized";
 using Files = std::vector<std::pair<std::string, std::string>>;
 
-Setup files(Files entries) {
+Setup files(const Files& entries) {
     return [entries](DeviceTree& device) {
         std::string previous;
         for (auto [path, content] : entries) {
