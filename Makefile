@@ -125,3 +125,69 @@ tidy: build
 	sed 's/\x1b\[[0-9;]*m//g' $(BUILD_DIR)/tidy.log | grep -v -e '^[0-9]* warnings\{0,1\} generated' \
 	    -e '^Suppressed [0-9]* warnings' -e 'Use -header-filter' -e 'clang-tidy-[0-9]* .*-p='; \
 	echo "tidy: $$([ $$status = 0 ] && echo clean || echo 'findings above')"; exit $$status
+
+# arm64: cross-built against Debian's ":arm64" packages, every test run under qemu-user (CMake puts
+# the emulator in front of each program; binfmt is not needed), then the sample device's parcels
+# compared byte for byte with the native build's.
+ARM64_DIR ?= build-arm64
+ARM64_PACKAGES := g++-aarch64-linux-gnu qemu-user-static libstdc++6:arm64 libxml2-dev:arm64 \
+    android-liblog-dev:arm64 libgtest-dev:arm64
+ARM64_EMULATOR := qemu-aarch64-static
+.PHONY: deps-arm64 test-arm64
+
+deps-arm64:
+	@if ! dpkg --print-foreign-architectures | grep -qx arm64; then \
+	    if [ "$$(id -u)" = 0 ]; then dpkg --add-architecture arm64; \
+	    else echo "run as root, or: sudo dpkg --add-architecture arm64"; exit 1; fi; \
+	fi
+	@$(MAKE) --no-print-directory deps EXTRA_PACKAGES="$(ARM64_PACKAGES)"
+
+test-arm64: deps-arm64 build
+	cmake -S . -B $(ARM64_DIR) -DCMAKE_TOOLCHAIN_FILE=$(CURDIR)/cmake/aarch64-linux-gnu.cmake $(CMAKE_FLAGS)
+	@if grep -E '^[^#/].*:(FILE)?PATH=.*/$(shell uname -m)-linux-gnu' $(ARM64_DIR)/CMakeCache.txt; then \
+	    echo "test-arm64: the cross build found the host's libraries (above)"; exit 1; fi
+	cmake --build $(ARM64_DIR) -j $(JOBS)
+	cd $(ARM64_DIR) && ctest --output-on-failure -j $(JOBS)
+	.ci/golden-parcels.sh $(BUILD_DIR)/golden $(BUILD_DIR)/tools/huevane-tool
+	.ci/golden-parcels.sh $(ARM64_DIR)/golden $(ARM64_DIR)/tools/huevane-tool $(ARM64_EMULATOR)
+	diff -r $(BUILD_DIR)/golden $(ARM64_DIR)/golden
+	@echo "test-arm64: parcels and mode lists byte-identical to the native build"
+
+# clang with the project's warning flags (-Werror included), every test.
+CLANG_DIR ?= build-clang
+.PHONY: test-clang
+test-clang: EXTRA_PACKAGES += clang
+
+test-clang: deps
+	cmake -S . -B $(CLANG_DIR) -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++ $(CMAKE_FLAGS)
+	cmake --build $(CLANG_DIR) -j $(JOBS)
+	cd $(CLANG_DIR) && ctest --output-on-failure -j $(JOBS)
+
+# `make test` in a Debian 13 minbase chroot (gcc 14, liblog 34), made once with debootstrap from
+# this machine's Debian mirror and kept in DEBIAN13_ROOT for later runs. Root only.
+DEBIAN13_ROOT ?= /var/cache/huevane/debian13
+.PHONY: test-debian13
+test-debian13: EXTRA_PACKAGES += debootstrap
+
+test-debian13: deps
+	JOBS=$(JOBS) .ci/debian13-test.sh $(DEBIAN13_ROOT)
+
+# The binary interface the compositor relies on, against abi/libhuevane_default.abi; also proves
+# that a reordered IHuevane fails it. `make abi-update` rewrites the baseline after a meant change.
+ABI_DIR ?= build-abi
+.PHONY: abi-check abi-update
+abi-check abi-update: EXTRA_PACKAGES += abigail-tools
+
+abi-check: deps
+	JOBS=$(JOBS) abi/abi-check.sh $(ABI_DIR)
+
+abi-update: deps
+	JOBS=$(JOBS) abi/abi-check.sh $(ABI_DIR) --update
+
+# Android.bp in the layout bpfmt writes.
+.PHONY: bp-check
+bp-check: EXTRA_PACKAGES += blueprint-tools
+
+bp-check: deps
+	@out=$$(bpfmt -d Android.bp); if [ -n "$$out" ]; then echo "$$out"; exit 1; fi
+	@echo "bp-check: Android.bp is bpfmt-clean"

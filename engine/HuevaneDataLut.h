@@ -17,7 +17,12 @@ constexpr uint8_t PVX_ATTR_NONE = 0xFF;
 constexpr uint8_t PVX_NODE_GAMMA_MATRIX = 6;
 constexpr uint8_t PVX_NODE_LINEAR_MATRIX = 11;
 
-// Lies in the parcel exactly as in memory (little-endian on every device we ship).
+// The headers are copied into the parcel as they lie in memory, so their 16- and 32-bit fields
+// come out in the hardware's byte order only on a little-endian machine.
+static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__,
+              "the parcel layout assumes a little-endian target");
+
+// Lies in the parcel exactly as in memory.
 struct __attribute__((packed)) pvx_colormode_data_header {
     uint8_t magic;
     uint8_t id;

@@ -1,5 +1,5 @@
-# Fails when the library's sources in Android.bp differ from cmake/HuevaneSources.cmake, or when
-# Android.bp names one twice. Run as: cmake -DSOURCE_DIR=<repo> -P check_android_bp_sources.cmake
+# Fails when the library's sources in Android.bp differ from cmake/HuevaneSources.cmake, when
+# Android.bp names one twice, or when a test file or fuzz target has no module there. Run as: cmake -DSOURCE_DIR=<repo> -P check_android_bp_sources.cmake
 set(source_pattern "(engine|colormode|sources)/[A-Za-z0-9_]+\\.cpp")
 
 file(READ ${SOURCE_DIR}/cmake/HuevaneSources.cmake cmake_text)
@@ -33,3 +33,11 @@ if(NOT cmake_sources STREQUAL bp_unique)
                         "  only in Android.bp: ${only_bp}")
 endif()
 message(STATUS "Android.bp and cmake/HuevaneSources.cmake list the same ${bp_count} sources")
+
+# Every test file is a cc_test and every fuzz target a cc_fuzz of its own.
+file(GLOB test_files RELATIVE ${SOURCE_DIR} ${SOURCE_DIR}/tests/*_test.cpp ${SOURCE_DIR}/fuzz/fuzz_*.cpp)
+foreach(test_file ${test_files})
+    if(NOT bp_text MATCHES "srcs: \\[\n?[ ]*\"${test_file}\"")
+        message(FATAL_ERROR "Android.bp has no module built from ${test_file}")
+    endif()
+endforeach()

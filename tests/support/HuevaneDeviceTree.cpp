@@ -24,11 +24,23 @@ int removeEntry(const char* path, const struct stat* /*status*/, int /*type*/,
     return remove(path);
 }
 
+// The test runner's scratch folder, as GoogleTest picks it: /tmp has no place on a device.
+std::string getScratchFolder() {
+    for (const char* name : {"TEST_TMPDIR", "TMPDIR"}) {
+        const char* folder = getenv(name);
+        if (folder != nullptr && *folder != '\0') return folder;
+    }
+#if defined(__ANDROID__)
+    return "/data/local/tmp";
+#else
+    return "/tmp";
+#endif
+}
+
 }  // namespace
 
 DeviceTree::DeviceTree() {
-    const char* tmp = getenv("TMPDIR");
-    std::string pattern = std::string(tmp && *tmp ? tmp : "/tmp") + "/huevane-device-XXXXXX";
+    std::string pattern = getScratchFolder() + "/huevane-device-XXXXXX";
     std::vector<char> buffer(pattern.begin(), pattern.end());
     buffer.push_back('\0');
     if (mkdtemp(buffer.data()) == nullptr) {

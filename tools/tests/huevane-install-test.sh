@@ -1,9 +1,13 @@
 #!/usr/bin/env bash
 # Installs the build into a scratch prefix and builds consumers against it: the CMake package with
-# the dlopen example, and pkg-config with a program linked to the library.
-# Usage: huevane-install-test.sh BUILD_DIR REPO
+# the dlopen example, and pkg-config with a program linked to the library. A cross build passes its
+# compiler, toolchain file and emulator, so the consumers are built and run for the target.
+# Usage: huevane-install-test.sh BUILD_DIR REPO CXX [TOOLCHAIN_FILE [EMULATOR...]]
 set -euo pipefail
-build=$1 repo=$2
+build=$1 repo=$2 cxx=$3 toolchain=${4:-}
+shift 3
+[ $# -gt 0 ] && shift
+emulator=("$@")
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 prefix=$work/prefix
@@ -16,11 +20,22 @@ done
 library=$(find "$prefix" -name libhuevane_default.so)
 [ -n "$library" ] || { echo "FAIL: libhuevane_default.so not installed"; exit 1; }
 
+# Neither the configure-time prefix nor the build tree may stay in an installed run path.
+for binary in "$library" "$prefix/bin/huevane-tool"; do
+    runpath=$(readelf -d "$binary" | sed -n 's/.*R\(UN\)\{0,1\}PATH.*\[\(.*\)\]/\2/p')
+    case ":$runpath:" in
+    *"$build"* | *:/usr/local/lib:* | *"$prefix"*)
+        echo "FAIL: $binary has run path $runpath"; exit 1 ;;
+    esac
+done
+
 # find_package(huevane) and the compositor-side dlopen example. No /vendor/etc/pvx here, so the
 # display is reported as uncalibrated.
-cmake -S "$repo/examples/consumer" -B "$work/consumer" -DCMAKE_PREFIX_PATH="$prefix" >/dev/null
+cmake -S "$repo/examples/consumer" -B "$work/consumer" -DCMAKE_PREFIX_PATH="$prefix" \
+    -DCMAKE_CXX_COMPILER="$cxx" ${toolchain:+-DCMAKE_TOOLCHAIN_FILE="$toolchain"} >/dev/null
 cmake --build "$work/consumer" >/dev/null
-"$work/consumer/huevane-consumer" | grep -qx "display 0 has no calibration file: colour management stays off"
+"${emulator[@]}" "$work/consumer/huevane-consumer" |
+    grep -qx "display 0 has no calibration file: colour management stays off"
 
 # pkg-config, linking the library directly; IHuevane::createInstance always builds an engine.
 cat >"$work/linked.cpp" <<'CPP'
@@ -36,9 +51,10 @@ int main() {
 CPP
 export PKG_CONFIG_PATH=$prefix/lib/pkgconfig
 # shellcheck disable=SC2046
-c++ -std=c++17 "$work/linked.cpp" -o "$work/linked" $(pkg-config --cflags --libs huevane)
-[ "$(LD_LIBRARY_PATH=$(dirname "$library") "$work/linked" 2>/dev/null)" = 4096 ]
+"$cxx" -std=c++17 "$work/linked.cpp" -o "$work/linked" $(pkg-config --cflags --libs huevane)
+[ "$(LD_LIBRARY_PATH=$(dirname "$library") "${emulator[@]}" "$work/linked" 2>/dev/null)" = 4096 ]
 
 # The installed tool still finds its libraries and reads a device tree.
-"$prefix/bin/huevane-tool" --root "$repo/examples/device" modes | grep -qx "mode 3  vivid  (gamut 2)"
+"${emulator[@]}" "$prefix/bin/huevane-tool" --root "$repo/examples/device" modes |
+    grep -qx "mode 3  vivid  (gamut 2)"
 echo "tool.install: ok"
