@@ -6,7 +6,8 @@ CMAKE_FLAGS ?=
 PACKAGES := cmake g++ make pkg-config libxml2-dev android-liblog-dev libgtest-dev libbenchmark-dev \
     libcli11-dev nlohmann-json3-dev
 
-.PHONY: deps build test run clean sanitize tsan fuzz fuzz-smoke fuzz-build bench
+.PHONY: deps build test run clean sanitize tsan fuzz fuzz-smoke fuzz-build bench bench-build \
+	compare-today format format-check tidy
 
 # Installs what is missing when run as root; otherwise prints the command to run.
 deps:
@@ -87,11 +88,44 @@ fuzz-smoke: fuzz-build
 BENCH_DIR ?= build-bench
 BENCH_FLAGS ?=
 
-bench: deps
+# The library as of TODAY_COMMIT, built from history, runs beside this tree's in the same
+# process: the benchmarks print vs_today, and `make compare-today` checks that both answer
+# every request byte for byte alike (COMPARE_REQUESTS of them).
+TODAY_COMMIT ?= a5951ea
+COMPARE_REQUESTS ?= 20000
+
+bench-build: deps
+	bench/build-today.sh $(TODAY_COMMIT) $(abspath $(BENCH_DIR))/today $(JOBS)
 	cmake -S . -B $(BENCH_DIR) -DHUEVANE_BUILD_BENCH=ON -DHUEVANE_BUILD_TESTS=OFF \
-	    -DHUEVANE_BUILD_TOOLS=OFF -DCMAKE_BUILD_TYPE=Release
+	    -DHUEVANE_BUILD_TOOLS=OFF -DCMAKE_BUILD_TYPE=Release \
+	    -DHUEVANE_BENCH_TODAY_DIR=$(abspath $(BENCH_DIR))/today
 	cmake --build $(BENCH_DIR) -j $(JOBS)
+
+bench: bench-build
 	$(BENCH_DIR)/bench/huevane_bench $(BENCH_FLAGS)
+
+compare-today: bench-build
+	$(BENCH_DIR)/bench/huevane_compare $(COMPARE_REQUESTS)
+
+# Style over every tracked C++ file, and clang-tidy (.clang-tidy) over every source the default
+# build compiles. Both are quick to re-run after a merge: `make format` rewrites in place.
+SOURCE_FILES = $(shell git ls-files '*.cpp' '*.h')
+TIDY_PATHS ?= $(CURDIR)/(engine|colormode|sources|tools|tests)/
+format format-check tidy: EXTRA_PACKAGES += clang-format clang-tidy
+
+format: deps
+	clang-format -i $(SOURCE_FILES)
+
+format-check: deps
+	clang-format --dry-run --Werror $(SOURCE_FILES)
+
+tidy: build
+	@status=0; \
+	run-clang-tidy -quiet -j $(JOBS) -p $(BUILD_DIR) '$(TIDY_PATHS)' > $(BUILD_DIR)/tidy.log 2>&1 \
+	    || status=$$?; \
+	sed 's/\x1b\[[0-9;]*m//g' $(BUILD_DIR)/tidy.log | grep -v -e '^[0-9]* warnings\{0,1\} generated' \
+	    -e '^Suppressed [0-9]* warnings' -e 'Use -header-filter' -e 'clang-tidy-[0-9]* .*-p='; \
+	echo "tidy: $$([ $$status = 0 ] && echo clean || echo 'findings above')"; exit $$status
 
 # arm64: cross-built against Debian's ":arm64" packages, every test run under qemu-user (CMake puts
 # the emulator in front of each program; binfmt is not needed), then the sample device's parcels

@@ -9,19 +9,21 @@
 
 namespace {
 
-size_t gCurrent = 0;
-size_t gPeak = 0;
+int64_t gCurrent = 0;  // signed: a block counted out may have been allocated uncounted
+int64_t gPeak = 0;
+bool gCounting = false;
 
 void* counted(void* pointer) {
-    if (pointer != nullptr) {
-        gCurrent += malloc_usable_size(pointer);
+    if (gCounting && pointer != nullptr) {
+        gCurrent += static_cast<int64_t>(malloc_usable_size(pointer));
         if (gCurrent > gPeak) gPeak = gCurrent;
     }
     return pointer;
 }
 
 void release(void* pointer) {
-    if (pointer != nullptr) gCurrent -= malloc_usable_size(pointer);
+    if (gCounting && pointer != nullptr)
+        gCurrent -= static_cast<int64_t>(malloc_usable_size(pointer));
     free(pointer);
 }
 
@@ -30,9 +32,12 @@ void* countedMalloc(size_t size) {
 }
 
 void* countedRealloc(void* pointer, size_t size) {
-    if (pointer != nullptr) gCurrent -= malloc_usable_size(pointer);
+    if (gCounting && pointer != nullptr)
+        gCurrent -= static_cast<int64_t>(malloc_usable_size(pointer));
     void* moved = realloc(pointer, size);
-    if (moved == nullptr && pointer != nullptr) gCurrent += malloc_usable_size(pointer);
+    if (gCounting && moved == nullptr && pointer != nullptr) {
+        gCurrent += static_cast<int64_t>(malloc_usable_size(pointer));
+    }
     return counted(moved);
 }
 
@@ -49,16 +54,20 @@ void heapInstall() {
     xmlMemSetup(release, countedMalloc, countedRealloc, countedStrdup);
 }
 
-size_t heapCurrent() {
+int64_t heapCurrent() {
     return gCurrent;
 }
 
-size_t heapPeak() {
+int64_t heapPeak() {
     return gPeak;
 }
 
 void heapResetPeak() {
     gPeak = gCurrent;
+}
+
+void heapCount(bool on) {
+    gCounting = on;
 }
 
 void* operator new(size_t size) {

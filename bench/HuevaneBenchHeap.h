@@ -5,12 +5,15 @@
 #define HUEVANE_BENCH_HUEVANEBENCHHEAP_H
 
 #include <cstddef>
+#include <cstdint>
 
 // Routes libxml2's allocations through the counter; call before libxml2 allocates anything.
 void heapInstall();
-size_t heapCurrent();
-size_t heapPeak();
+int64_t heapCurrent();
+int64_t heapPeak();
 // Starts a new peak at the current level.
 void heapResetPeak();
+// Counting costs a lookup per allocation; it is on only where memory is measured.
+void heapCount(bool on);
 
 #endif  // HUEVANE_BENCH_HUEVANEBENCHHEAP_H

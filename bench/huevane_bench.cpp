@@ -1,33 +1,29 @@
-// Speed of the update path, of engine creation and of the CRC, each against the floor it can
-// never beat, measured in the same run: memcpy of the same bytes, or libxml2's own parse of the
-// same file. The ratios are the figures of interest (counters "x_floor").
+// Speed of the update path and of engine creation, measured from outside through IHuevane on
+// the library as the compositor loads it, each against the floor it can never beat in the same
+// run: memcpy of the parcel's bytes, or the reader's own parse of the same file. When the benchmark
+// was built with an earlier tree ("today"), every iteration runs both builds, interleaved, and
+// `vs_today` is now's time over today's. The CRC is measured on its own against memcpy.
 #include <android/log.h>
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
-#include <stdlib.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <chrono>
-#include <cstdio>
 #include <cstring>
-#include <fstream>
-#include <memory>
 #include <random>
 #include <string>
 #include <vector>
 
 #include "HuevaneBenchCalibration.h"
 #include "HuevaneBenchHeap.h"
+#include "HuevaneBenchLibrary.h"
+#include "HuevaneDeviceTree.h"
 #include "HuevaneImplColorModeXmlBase.h"
 #include "HuevaneImplUtil.h"
-#include "IHuevane.h"
 
 namespace {
 
 using Clock = std::chrono::steady_clock;
 
-const char CALIBRATION_DIR[] = "/vendor/etc/pvx";
 const char CALIBRATION_FILE[] = "/vendor/etc/pvx/calib_data_colormode0.xml";
 
 // A colour transform as a compositor sends it: a slight saturation boost.
@@ -37,53 +33,30 @@ const char EXTENSION_HSC[] = "12,34,56,78,90,12,34,56,78,90,12,34,56,78,90,12";
 const char EXTENSION_MATRIX[] = "1,65536,0,0,0,0,65536,0,0,0,0,65536,0,0,0,0,65536";
 const char EXTENSION_ATTRIBUTES[] = "1 0";
 
-// A device tree in a temporary folder with one calibration file, for the whole process.
-class BenchDevice {
-  public:
-    BenchDevice() {
-        char pattern[] = "/tmp/huevane-bench-XXXXXX";
-        if (mkdtemp(pattern) == nullptr) abort();
-        mRoot = pattern;
-        HuevaneImplUtil::setDeviceRoot(mRoot);
-    }
-    ~BenchDevice() {
-        unlink(path(CALIBRATION_FILE).c_str());
-        for (const char* dir : {"/vendor/etc/pvx", "/vendor/etc", "/vendor", ""}) {
-            rmdir(path(dir).c_str());
-        }
-    }
-    std::string path(const std::string& devicePath) const { return mRoot + devicePath; }
-    // Writes the calibration document of `modes` x `intents`; returns its size in bytes.
-    size_t writeCalibration(int modes, int intents) {
-        const std::string key = std::to_string(modes) + "x" + std::to_string(intents);
-        if (key == mWritten) return mSize;
-        std::string document = makeCalibration(modes, intents);
-        for (const char* dir : {"/vendor", "/vendor/etc", CALIBRATION_DIR}) {
-            mkdir(path(dir).c_str(), 0755);
-        }
-        std::ofstream(path(CALIBRATION_FILE), std::ios::binary) << document;
-        mWritten = key;
-        mSize = document.size();
-        return mSize;
-    }
+DeviceTree& device() {
+    static DeviceTree tree;
+    return tree;
+}
 
-  private:
-    std::string mRoot;
-    std::string mWritten;
-    size_t mSize = 0;
-};
-
-BenchDevice& device() {
-    static BenchDevice instance;
-    return instance;
+// Writes the calibration document of `modes` x `intents` once; returns its size in bytes.
+size_t writeCalibration(int modes, int intents) {
+    static std::string written;
+    static size_t size = 0;
+    const std::string key = std::to_string(modes) + "x" + std::to_string(intents);
+    if (key != written) {
+        const std::string document = makeCalibration(modes, intents);
+        device().writeFile(CALIBRATION_FILE, document);
+        written = key;
+        size = document.size();
+    }
+    return size;
 }
 
 double seconds(Clock::time_point start, Clock::time_point end) {
     return std::chrono::duration<double>(end - start).count();
 }
 
-// The time of one memcpy of `bytes` from `from` to `to`, averaged over a few so that reading
-// the clock does not count.
+// The time of one memcpy of `bytes`, averaged over a few so that reading the clock does not count.
 double timeMemcpy(void* to, const void* from, size_t bytes) {
     constexpr int REPEAT = 8;
     auto start = Clock::now();
@@ -100,117 +73,152 @@ std::vector<HuevaneExtension> twoExtensionLuts() {
             {11, EXTENSION_MATRIX, 0}};
 }
 
+// One engine of one build over the 1 MB calibration file, with a buffer of the size it reports.
 struct Engine {
-    std::unique_ptr<IHuevane, void (*)(IHuevane*)> engine{nullptr, destroyInstance};
+    explicit Engine(const HuevaneLibrary& library) : engine(library.createEngine(0)) {
+        if (!engine) abort();
+        engine->setColorModeWithRenderIntent(3, 1);
+        engine->setColorTransform(TRANSFORM, 0);
+        parcel.resize(engine->getColorCoefSize());
+    }
+    HuevaneLibrary::Engine engine;
     std::vector<uint8_t> parcel;
-    std::vector<uint8_t> copy;
 };
 
-// An engine over the 1 MB calibration file, a buffer of the size it reports and a second one
-// for the floor's memcpy.
-Engine makeEngine() {
-    device().writeCalibration(10, 4);
-    Engine e;
-    e.engine.reset(createInstance(0));
-    if (!e.engine) abort();
-    e.engine->setColorModeWithRenderIntent(3, 1);
-    e.engine->setColorTransform(TRANSFORM, 0);
-    e.parcel.resize(e.engine->getColorCoefSize());
-    e.copy.resize(e.parcel.size());
-    return e;
-}
+// Now's engine and, when built, today's: the same requests go to both.
+struct Engines {
+    Engines() : now(nowLibrary()) {
+        if (todayLibrary() != nullptr) today.emplace_back(*todayLibrary());
+        copy.resize(now.parcel.size());
+    }
+    Engine now;
+    std::vector<Engine> today;  // empty or one
+    std::vector<uint8_t> copy;
+};
 
 size_t parcelSize(const std::vector<uint8_t>& parcel) {
     return parcel[2] | parcel[3] << 8;
 }
 
-void reportRatio(benchmark::State& state, double total, double floor, size_t bytes) {
-    state.counters["floor_ns"] = benchmark::Counter(floor * 1e9 / state.iterations());
-    state.counters["x_floor"] = benchmark::Counter(total / floor);
+// Time spent by now, by today and by the floor, summed over the iterations.
+struct Totals {
+    double now = 0, today = 0, floor = 0;
+};
+
+void reportRatios(benchmark::State& state, const Totals& totals, size_t bytes) {
+    state.counters["floor_ns"] = benchmark::Counter(totals.floor * 1e9 / state.iterations());
+    state.counters["x_floor"] = benchmark::Counter(totals.now / totals.floor);
+    if (totals.today > 0) {
+        state.counters["today_x_floor"] = benchmark::Counter(totals.today / totals.floor);
+        state.counters["vs_today"] = benchmark::Counter(totals.now / totals.today);
+    }
     state.counters["parcel_bytes"] = benchmark::Counter(static_cast<double>(bytes));
 }
 
 // updateColorCoef alone for one mode and intent (12 LUTs), a colour transform and two extension
 // LUTs; the staging before it is not timed.
-void BM_UpdateColorCoef(benchmark::State& state) {
-    Engine e = makeEngine();
-    double total = 0, floor = 0;
-    for (auto _ : state) {
-        e.engine->setColorModeWithRenderIntent(3, 1);
-        e.engine->setColorTransform(TRANSFORM, 0);
-        std::vector<HuevaneExtension> extensions = twoExtensionLuts();
-        e.engine->setColorExtension(extensions);
-        auto start = Clock::now();
-        int32_t result = e.engine->updateColorCoef(e.parcel.data());
-        double elapsed = seconds(start, Clock::now());
-        if (result != 0) state.SkipWithError("update failed");
-        state.SetIterationTime(elapsed);
-        total += elapsed;
-        floor += timeMemcpy(e.copy.data(), e.parcel.data(), parcelSize(e.parcel));
-    }
-    reportRatio(state, total, floor, parcelSize(e.parcel));
+double timeUpdate(Engine& e) {
+    e.engine->setColorModeWithRenderIntent(3, 1);
+    e.engine->setColorTransform(TRANSFORM, 0);
+    std::vector<HuevaneExtension> extensions = twoExtensionLuts();
+    e.engine->setColorExtension(extensions);
+    auto start = Clock::now();
+    int32_t result = e.engine->updateColorCoef(e.parcel.data());
+    double elapsed = seconds(start, Clock::now());
+    if (result != 0) abort();
+    return elapsed;
 }
-BENCHMARK(BM_UpdateColorCoef)->UseManualTime();
 
 // The compositor's whole cycle for one change of mode and transform.
-void BM_UpdateCycle(benchmark::State& state) {
-    Engine e = makeEngine();
-    double total = 0, floor = 0;
-    for (auto _ : state) {
-        auto start = Clock::now();
-        e.engine->setColorModeWithRenderIntent(3, 1);
-        e.engine->setColorTransform(TRANSFORM, 0);
-        int32_t size = e.engine->getColorCoefSize();
-        int32_t result = e.engine->updateColorCoef(e.parcel.data());
-        double elapsed = seconds(start, Clock::now());
-        if (result != 0 || size > static_cast<int32_t>(e.parcel.size())) {
-            state.SkipWithError("update failed");
-        }
-        state.SetIterationTime(elapsed);
-        total += elapsed;
-        floor += timeMemcpy(e.copy.data(), e.parcel.data(), parcelSize(e.parcel));
-    }
-    reportRatio(state, total, floor, parcelSize(e.parcel));
+double timeCycle(Engine& e) {
+    auto start = Clock::now();
+    e.engine->setColorModeWithRenderIntent(3, 1);
+    e.engine->setColorTransform(TRANSFORM, 0);
+    int32_t size = e.engine->getColorCoefSize();
+    int32_t result = e.engine->updateColorCoef(e.parcel.data());
+    double elapsed = seconds(start, Clock::now());
+    if (result != 0 || size > static_cast<int32_t>(e.parcel.size())) abort();
+    return elapsed;
 }
-BENCHMARK(BM_UpdateCycle)->UseManualTime();
+
+template <double (*TIME)(Engine&)>
+void BM_Update(benchmark::State& state) {
+    writeCalibration(10, 4);
+    Engines e;
+    Totals totals;
+    for (auto _ : state) {
+        double elapsed = TIME(e.now);
+        state.SetIterationTime(elapsed);
+        totals.now += elapsed;
+        for (Engine& today : e.today) totals.today += TIME(today);
+        totals.floor += timeMemcpy(e.copy.data(), e.now.parcel.data(), parcelSize(e.now.parcel));
+    }
+    reportRatios(state, totals, parcelSize(e.now.parcel));
+}
+BENCHMARK_TEMPLATE(BM_Update, timeUpdate)->Name("BM_UpdateColorCoef")->UseManualTime();
+BENCHMARK_TEMPLATE(BM_Update, timeCycle)->Name("BM_UpdateCycle")->UseManualTime();
+
+// createInstance + destroyInstance of one build.
+double timeCreate(const HuevaneLibrary& library) {
+    auto start = Clock::now();
+    IHuevane* engine = library.create(0);
+    library.destroy(engine);
+    double elapsed = seconds(start, Clock::now());
+    if (engine == nullptr) abort();
+    return elapsed;
+}
+
+// The reader's own parse (its fixed options, from the open file) and free: what creation can
+// never beat.
+double timeParse(const std::string& path) {
+    auto start = Clock::now();
+    {
+        HuevaneFd fd(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+        HuevaneXmlDoc document = HuevaneImplColorModeXmlBase::parseColorModeFile(fd.get(), path);
+    }
+    return seconds(start, Clock::now());
+}
+
+// The heap peak of `run` over `fileBytes`, counted in a pass of its own: counting costs a lookup
+// per allocation, which the timed passes must not pay.
+template <typename Run>
+double peakOf(Run run, size_t fileBytes) {
+    heapCount(true);
+    int64_t base = heapCurrent();
+    heapResetPeak();
+    run();
+    double peak = double(heapPeak() - base) / fileBytes;
+    heapCount(false);
+    return peak;
+}
 
 // createInstance + destroyInstance against the reader's own parse and free of the same file, and
 // the heap peak of each against the file size. Args: modes, intents.
 void BM_CreateInstance(benchmark::State& state) {
-    const size_t fileBytes = device().writeCalibration(state.range(0), state.range(1));
-    const std::string path = device().path(CALIBRATION_FILE);
-    double total = 0, floor = 0;
-    size_t enginePeak = 0, parsePeak = 0, engineHeld = 0;
+    const size_t fileBytes = writeCalibration(state.range(0), state.range(1));
+    const std::string path = device().hostPath(CALIBRATION_FILE);
+    const HuevaneLibrary* today = todayLibrary();
+    Totals totals;
     for (auto _ : state) {
-        size_t base = heapCurrent();
-        heapResetPeak();
-        auto start = Clock::now();
-        IHuevane* engine = createInstance(0);
-        auto built = Clock::now();
-        engineHeld = heapCurrent() - base;
-        destroyInstance(engine);
-        double elapsed = seconds(start, Clock::now());
-        enginePeak = heapPeak() - base;
-        if (engine == nullptr) state.SkipWithError("no engine");
+        double elapsed = timeCreate(nowLibrary());
         state.SetIterationTime(elapsed);
-        total += elapsed;
-        (void)built;
-
-        heapResetPeak();
-        start = Clock::now();
-        {
-            HuevaneFd fd(open(path.c_str(), O_RDONLY | O_CLOEXEC));
-            HuevaneXmlDoc document = HuevaneImplColorModeXmlBase::parseColorModeFile(fd.get(), path);
-        }
-        floor += seconds(start, Clock::now());
-        parsePeak = heapPeak() - base;
+        totals.now += elapsed;
+        if (today != nullptr) totals.today += timeCreate(*today);
+        totals.floor += timeParse(path);
     }
     state.counters["file_bytes"] = benchmark::Counter(static_cast<double>(fileBytes));
-    state.counters["floor_ms"] = benchmark::Counter(floor * 1e3 / state.iterations());
-    state.counters["x_floor"] = benchmark::Counter(total / floor);
-    state.counters["peak_x_file"] = benchmark::Counter(double(enginePeak) / fileBytes);
-    state.counters["parse_peak_x_file"] = benchmark::Counter(double(parsePeak) / fileBytes);
-    state.counters["held_x_file"] = benchmark::Counter(double(engineHeld) / fileBytes);
+    state.counters["floor_ms"] = benchmark::Counter(totals.floor * 1e3 / state.iterations());
+    state.counters["x_floor"] = benchmark::Counter(totals.now / totals.floor);
+    state.counters["peak_x_file"] =
+            benchmark::Counter(peakOf([] { timeCreate(nowLibrary()); }, fileBytes));
+    state.counters["parse_peak_x_file"] =
+            benchmark::Counter(peakOf([&] { timeParse(path); }, fileBytes));
+    if (today != nullptr) {
+        state.counters["today_x_floor"] = benchmark::Counter(totals.today / totals.floor);
+        state.counters["vs_today"] = benchmark::Counter(totals.now / totals.today);
+        state.counters["today_peak_x_file"] =
+                benchmark::Counter(peakOf([&] { timeCreate(*today); }, fileBytes));
+    }
 }
 BENCHMARK(BM_CreateInstance)
         ->Args({10, 4})  // about 1 MB
@@ -224,7 +232,7 @@ void BM_Crc16(benchmark::State& state) {
     std::mt19937 random(7);
     for (unsigned char& byte : data) byte = static_cast<unsigned char>(random());
     std::vector<unsigned char> copy(data.size());
-    double total = 0, floor = 0;
+    Totals totals;
     for (auto _ : state) {
         auto start = Clock::now();
         unsigned short crc =
@@ -232,13 +240,13 @@ void BM_Crc16(benchmark::State& state) {
         benchmark::DoNotOptimize(crc);
         double elapsed = seconds(start, Clock::now());
         state.SetIterationTime(elapsed);
-        total += elapsed;
-        floor += timeMemcpy(copy.data(), data.data(), data.size());
+        totals.now += elapsed;
+        totals.floor += timeMemcpy(copy.data(), data.data(), data.size());
     }
     state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * data.size()));
     state.counters["memcpy_GBps"] =
-            benchmark::Counter(state.iterations() * data.size() / floor / 1e9);
-    state.counters["x_floor"] = benchmark::Counter(total / floor);
+            benchmark::Counter(state.iterations() * data.size() / totals.floor / 1e9);
+    state.counters["x_floor"] = benchmark::Counter(totals.now / totals.floor);
 }
 BENCHMARK(BM_Crc16)->Arg(4096)->Arg(65536)->UseManualTime();
 
@@ -246,8 +254,9 @@ BENCHMARK(BM_Crc16)->Arg(4096)->Arg(65536)->UseManualTime();
 
 int main(int argc, char** argv) {
     heapInstall();
-    // The library's lines cost nothing once filtered, as on a device with debug lines off.
+    // The libraries' lines cost nothing once filtered, as on a device with debug lines off.
     __android_log_set_minimum_priority(ANDROID_LOG_SILENT);
+    loadBenchLibraries(device().root().c_str());
     benchmark::Initialize(&argc, argv);
     if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
     benchmark::RunSpecifiedBenchmarks();

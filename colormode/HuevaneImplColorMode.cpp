@@ -24,24 +24,25 @@ constexpr ssize_t TARGET_NAME_BUFFER = 128;
 }  // namespace
 
 HuevaneImplColorMode::HuevaneImplColorMode(uint32_t id) {
-    mColorModeXml.reset(new HuevaneImplColorModeXml(getXmlNames(id)));
+    mColorModeXml = std::make_unique<HuevaneImplColorModeXml>(getXmlNames(id));
 }
 
 HuevaneImplColorMode::~HuevaneImplColorMode() {
+    mDataLuts = nullptr;
     mColorModeXml.reset();
-    mDataLuts.clear();
 }
 
 HuevaneDataLutList HuevaneImplColorMode::getDataLuts() {
-    return mDataLuts;
+    return mDataLuts != nullptr ? *mDataLuts : HuevaneDataLutList();
 }
 
 void HuevaneImplColorMode::clearDataLuts() {
-    mDataLuts.clear();
+    mDataLuts = nullptr;
 }
 
 void HuevaneImplColorMode::dumpDataLuts() {
-    for (const HuevaneDataLut& lut : mDataLuts) {
+    if (mDataLuts == nullptr) return;
+    for (const HuevaneDataLut& lut : *mDataLuts) {
         ALOGD("id%d attr(%d,%d,%d,%d) %s\n", lut.first.id, lut.first.attr0, lut.first.attr1,
               lut.first.attr2, lut.first.attr3, lut.second.c_str());
     }
@@ -56,7 +57,7 @@ int32_t HuevaneImplColorMode::setDataLuts(std::vector<unsigned int> request) {
     mColorModeId = request[0];
     mRenderIntentId = request[1];
     // An unknown pair stages nothing and is still accepted: there is no fallback.
-    mDataLuts = mColorModeXml->getDataLuts(mColorModeId, mRenderIntentId);
+    mDataLuts = mColorModeXml->findDataLuts(mColorModeId, mRenderIntentId);
     return 0;
 }
 

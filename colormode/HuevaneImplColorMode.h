@@ -49,7 +49,9 @@ class HuevaneImplColorMode : public HuevaneImplLutSource<unsigned int> {
 
   private:
     std::unique_ptr<HuevaneImplColorModeXml> mColorModeXml;
-    HuevaneDataLutList mDataLuts;
+    // The staged LUTs: the reader's own list for the pair, which never changes after the walk,
+    // so staging a mode copies nothing. Null when nothing is staged.
+    const HuevaneDataLutList* mDataLuts = nullptr;
     uint32_t mColorModeId = 0xFFFFFFFF;
     uint32_t mRenderIntentId = 0xFFFFFFFF;
 };

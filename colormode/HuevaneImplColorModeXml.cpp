@@ -79,7 +79,7 @@ int32_t HuevaneImplColorModeXml::buildupColorModeNodes() {
         putColorModeList(mode);
         DisplayRenderIntent intent = getRenderIntentFromXmlProperties(child);
         putRenderIntentList(mode.modeId, intent);
-        HuevaneLutKey key(mode.modeId, intent.intentId);
+        huevane::HuevaneLutKey key(mode.modeId, intent.intentId);
         if (tryPutDataLutsMapBySubXml(child, key) != 0) {
             xmlNodePtr first = child->children;
             putDataLutsMap(document, first, key);

@@ -15,17 +15,21 @@
 #include "HuevaneImplColorModeXmlBase.h"
 #include "IHuevane.h"
 
+namespace huevane {
+
 // (mode id, intent id)
 using HuevaneLutKey = std::pair<uint32_t, uint32_t>;
 
 struct PairHash {
     // Both ids, mixed: keys such as (k, k) or (k, k ^ 1) must not share a bucket, or a file
     // with many of them makes building the map quadratic.
-    size_t operator()(const HuevaneLutKey& key) const {
+    size_t operator()(const huevane::HuevaneLutKey& key) const {
         uint64_t both = (uint64_t{key.first} << 32 | key.second) * 0x9E3779B97F4A7C15u;
         return static_cast<size_t>(both ^ both >> 32);
     }
 };
+
+}  // namespace huevane
 
 class HuevaneImplColorModeXml : public HuevaneImplColorModeXmlBase {
   public:
@@ -43,26 +47,28 @@ class HuevaneImplColorModeXml : public HuevaneImplColorModeXmlBase {
     static const char* getPvxColorModeNode(int32_t index);
     // The node id of a LUT node name; 0 when the name is no LUT node.
     static uint32_t getPvxColorModeNodeId(const char* name);
-    bool isValidXmlProperties(xmlNodePtr& node);
+    static bool isValidXmlProperties(xmlNodePtr& node);
     int32_t buildupColorModeNodes();
 
     // Data-LUT map.
-    void putDataLutsMap(xmlDocPtr& document, xmlNodePtr& node, const HuevaneLutKey& key);
+    void putDataLutsMap(xmlDocPtr& document, xmlNodePtr& node, const huevane::HuevaneLutKey& key);
     pvx_colormode_data_header getColorModeDataHeader(xmlNodePtr& node, const std::string& text);
     HuevaneXmlDoc getSubXmlDoc(xmlNodePtr& node);
     // The names a sub document called `subXml` is looked for under, one per calibration name:
     // "_" + subXml goes before the name's last ".xml"; a name without ".xml" gives none.
     static std::vector<std::string> getSubXmlNames(const std::vector<std::string>& xmlNames,
                                                    const std::string& subXml);
-    xmlNodePtr getSubXmlNode(xmlDocPtr& document);
-    int32_t tryPutDataLutsMapBySubXml(xmlNodePtr& node, const HuevaneLutKey& key);
-    HuevaneDataLutList getDataLuts(uint32_t modeId, uint32_t intentId);
+    static xmlNodePtr getSubXmlNode(xmlDocPtr& document);
+    int32_t tryPutDataLutsMapBySubXml(xmlNodePtr& node, const huevane::HuevaneLutKey& key);
+    HuevaneDataLutList getDataLuts(uint32_t modeId, uint32_t intentId) const;
+    // The stored list of the pair itself, or null; valid as long as the reader lives.
+    const HuevaneDataLutList* findDataLuts(uint32_t modeId, uint32_t intentId) const;
     void dumpDataLuts();
-    int32_t getDataLutsMaxSize();
+    int32_t getDataLutsMaxSize() const;
 
     // Mode and intent lists.
-    HuevaneMode getColorModeFromXmlProperties(xmlNodePtr& node);
-    DisplayRenderIntent getRenderIntentFromXmlProperties(xmlNodePtr& node);
+    static HuevaneMode getColorModeFromXmlProperties(xmlNodePtr& node);
+    static DisplayRenderIntent getRenderIntentFromXmlProperties(xmlNodePtr& node);
     void putColorModeList(HuevaneMode& mode);
     bool isDuplicatedColorMode(const HuevaneMode& mode);
     void putRenderIntentList(uint32_t& modeId, DisplayRenderIntent& intent);
@@ -78,7 +84,7 @@ class HuevaneImplColorModeXml : public HuevaneImplColorModeXmlBase {
     const HuevaneCalibrationDocuments& getCalibrationDocuments() const { return mDocuments; }
 
   private:
-    std::unordered_map<HuevaneLutKey, HuevaneDataLutList, PairHash> mDataLutsMap;
+    std::unordered_map<huevane::HuevaneLutKey, HuevaneDataLutList, huevane::PairHash> mDataLutsMap;
     std::vector<HuevaneMode> mColorModeList;
     std::unordered_map<uint32_t, std::vector<DisplayRenderIntent>> mRenderIntentMap;
     std::unordered_map<std::string, uint32_t> mNodeNameToEnumMap;

@@ -13,6 +13,7 @@
 #include <memory>
 #include <unordered_map>
 
+#include "HuevaneDecimal.h"
 #include "HuevaneImplColorModeXml.h"
 #include "HuevaneImplUtil.h"
 
@@ -217,7 +218,7 @@ uint32_t HuevaneImplColorModeXmlBase::getValueFromXmlProperty(xmlNodePtr& node,
     if (!getTextFromXmlProperty(node, propertyName, &text)) return PVX_VALUE_ABSENT;
     // A value that is not a signed 32-bit number reads as absent.
     int64_t value = 0;
-    if (!HuevaneImplUtil::parseDecimal(text.data(), text.data() + text.size(), &value) ||
+    if (!huevane::parseDecimal(text.data(), text.data() + text.size(), &value) ||
         value < INT32_MIN || value > INT32_MAX) {
         return PVX_VALUE_ABSENT;
     }

@@ -17,7 +17,7 @@ const char* const SUB_XML_EXT = ".xml";
 }  // namespace
 
 void HuevaneImplColorModeXml::putDataLutsMap(xmlDocPtr& document, xmlNodePtr& node,
-                                             const HuevaneLutKey& key) {
+                                             const huevane::HuevaneLutKey& key) {
     // A later mode node with the same key replaces the earlier one's LUTs, even with none.
     HuevaneDataLutList& luts = mDataLutsMap[key];
     luts.clear();
@@ -89,7 +89,7 @@ xmlNodePtr HuevaneImplColorModeXml::getSubXmlNode(xmlDocPtr& document) {
 }
 
 int32_t HuevaneImplColorModeXml::tryPutDataLutsMapBySubXml(xmlNodePtr& node,
-                                                           const HuevaneLutKey& key) {
+                                                           const huevane::HuevaneLutKey& key) {
     HuevaneXmlDoc owner = getSubXmlDoc(node);
     if (!owner) return 2;
     xmlDocPtr subDocument = owner.get();
@@ -102,10 +102,15 @@ int32_t HuevaneImplColorModeXml::tryPutDataLutsMapBySubXml(xmlNodePtr& node,
     return 0;
 }
 
-HuevaneDataLutList HuevaneImplColorModeXml::getDataLuts(uint32_t modeId, uint32_t intentId) {
-    auto entry = mDataLutsMap.find(HuevaneLutKey(modeId, intentId));
-    if (entry == mDataLutsMap.end()) return HuevaneDataLutList();
-    return entry->second;
+HuevaneDataLutList HuevaneImplColorModeXml::getDataLuts(uint32_t modeId, uint32_t intentId) const {
+    const HuevaneDataLutList* luts = findDataLuts(modeId, intentId);
+    return luts != nullptr ? *luts : HuevaneDataLutList();
+}
+
+const HuevaneDataLutList* HuevaneImplColorModeXml::findDataLuts(uint32_t modeId,
+                                                                uint32_t intentId) const {
+    auto entry = mDataLutsMap.find(huevane::HuevaneLutKey(modeId, intentId));
+    return entry != mDataLutsMap.end() ? &entry->second : nullptr;
 }
 
 void HuevaneImplColorModeXml::dumpDataLuts() {
@@ -118,6 +123,6 @@ void HuevaneImplColorModeXml::dumpDataLuts() {
     }
 }
 
-int32_t HuevaneImplColorModeXml::getDataLutsMaxSize() {
+int32_t HuevaneImplColorModeXml::getDataLutsMaxSize() const {
     return mDataLutsMaxSize;
 }

@@ -7,9 +7,10 @@
 #include <memory>
 
 typedef unsigned char xmlChar;
-typedef struct _xmlDoc xmlDoc;
+// libxml2's own tag names, declared as its headers declare them.
+typedef struct _xmlDoc xmlDoc;  // NOLINT(bugprone-reserved-identifier)
 typedef xmlDoc* xmlDocPtr;
-typedef struct _xmlNode xmlNode;
+typedef struct _xmlNode xmlNode;  // NOLINT(bugprone-reserved-identifier)
 typedef xmlNode* xmlNodePtr;
 
 struct HuevaneXmlDocFree {

@@ -50,4 +50,15 @@ static_assert(offsetof(pvx_colormode_data_header, crc) == 10, "crc at 10");
 using HuevaneDataLut = std::pair<pvx_colormode_data_header, std::string>;
 using HuevaneDataLutList = std::vector<HuevaneDataLut>;
 
+namespace huevane {
+
+// Two data LUTs stand for the same hardware slot when their id and four attribute bytes are
+// equal; this packs exactly those five bytes into one number.
+inline uint64_t getDataLutIdentity(const pvx_colormode_data_header& header) {
+    return uint64_t{header.id} << 32 | uint32_t{header.attr0} << 24 | uint32_t{header.attr1} << 16 |
+           uint32_t{header.attr2} << 8 | header.attr3;
+}
+
+}  // namespace huevane
+
 #endif  // HUEVANE_ENGINE_HUEVANEDATALUT_H

@@ -10,7 +10,7 @@
 
 template <typename T>
 class HuevaneImplLutSource {
-public:
+  public:
     virtual ~HuevaneImplLutSource() {}
     // Copy of the LUTs staged since the last clear, in staging order.
     virtual HuevaneDataLutList getDataLuts() = 0;

@@ -1,21 +1,19 @@
-#define LOG_TAG "libhuevane"
-
 #include "HuevaneImplUtil.h"
 
 #include <fcntl.h>
-#include <log/log.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <utility>
 
+#include "HuevaneCrc16.h"
+
 std::string HuevaneImplUtil::mDeviceRoot;
+
+namespace huevane {
 
 namespace {
 
-constexpr unsigned int CRC16_POLY = 0x00DA;
-constexpr unsigned int CRC16_INIT = 0x00DA;
-constexpr unsigned short CRC16_EMPTY = 0xFF25;
 constexpr int CRC16_SLICES = 16;
 
 // Polynomial and initial value both fit in 8 bits, so the register never leaves its low byte:
@@ -44,32 +42,13 @@ constexpr Crc16Slices getCrc16Slices() {
 
 constexpr Crc16Slices CRC16_SLICED = getCrc16Slices();
 
-// Beyond this the value is outside every range a caller accepts; clamping keeps the
-// accumulation from overflowing on arbitrarily long digit runs.
-constexpr int64_t DECIMAL_CLAMP = int64_t{1} << 40;
-
-bool isDecimalSpace(char c) {
-    return c == ' ' || c == '\t' || c == '\n' || c == '\v' || c == '\f' || c == '\r';
-}
-
 }  // namespace
 
-// Filled when the library is loaded, from a table built at compile time: engines created on
-// several threads only ever read it.
-std::vector<unsigned short> HuevaneImplUtil::mCrcTable(CRC16_SLICED.table[0],
-                                                      CRC16_SLICED.table[0] + 256);
+const uint8_t (&CRC16_TABLE)[256] = CRC16_SLICED.table[0];
 
-void HuevaneImplUtil::genCrc16Table() {
-    if (!mCrcTable.empty()) return;
-    mCrcTable.assign(CRC16_SLICED.table[0], CRC16_SLICED.table[0] + 256);
-}
-
-unsigned short HuevaneImplUtil::getCrc16(const unsigned char* data, int32_t length) {
-    genCrc16Table();
-    if (length < 1) return CRC16_EMPTY;
+unsigned int walkCrc16Tables(const unsigned char* data, size_t length, unsigned int crc) {
     const uint8_t(*t)[256] = CRC16_SLICED.table;
-    unsigned int crc = CRC16_INIT;
-    int32_t i = 0;
+    size_t i = 0;
     for (; length - i >= CRC16_SLICES; i += CRC16_SLICES) {
         const unsigned char* b = data + i;
         // The fifteen lookups that do not need the register go first, so the loop-carried
@@ -82,6 +61,36 @@ unsigned short HuevaneImplUtil::getCrc16(const unsigned char* data, int32_t leng
         crc = ahead ^ t[CRC16_SLICES - 1][crc ^ b[0]];
     }
     for (; i < length; i++) crc = t[0][crc ^ data[i]];
+    return crc;
+}
+
+}  // namespace huevane
+
+namespace {
+
+constexpr unsigned short CRC16_EMPTY = 0xFF25;
+// Below this the multiplier's setup costs more than the tables' lookups save.
+constexpr int32_t CRC16_FOLD_MIN = 256;
+
+}  // namespace
+
+// Filled when the library is loaded, from a table built at compile time: engines created on
+// several threads only ever read it.
+std::vector<unsigned short> HuevaneImplUtil::mCrcTable(huevane::CRC16_TABLE,
+                                                       huevane::CRC16_TABLE + 256);
+
+void HuevaneImplUtil::genCrc16Table() {
+    if (!mCrcTable.empty()) return;
+    mCrcTable.assign(huevane::CRC16_TABLE, huevane::CRC16_TABLE + 256);
+}
+
+unsigned short HuevaneImplUtil::getCrc16(const unsigned char* data, int32_t length) {
+    genCrc16Table();
+    if (length < 1) return CRC16_EMPTY;
+    const size_t count = static_cast<size_t>(length);
+    const unsigned int crc = length >= CRC16_FOLD_MIN && huevane::hasCrc16Fold()
+                                     ? huevane::walkCrc16Fold(data, count, huevane::CRC16_INIT)
+                                     : huevane::walkCrc16Tables(data, count, huevane::CRC16_INIT);
     // The high byte of the register is always 0, so every result's high byte is 0xFF.
     return static_cast<unsigned short>(~crc & 0xFFFF);
 }
@@ -109,8 +118,7 @@ HuevaneDataLut HuevaneImplUtil::getInitialDataLut() {
     return {header, std::string()};
 }
 
-void HuevaneImplUtil::setDataHeaderText(pvx_colormode_data_header& header,
-                                        const std::string& text) {
+void HuevaneImplUtil::setDataHeaderText(pvx_colormode_data_header& header, const std::string& text) {
     // Texts of 65 523 bytes or more wrap here; the parcel packer's size rule refuses them.
     header.total_size = static_cast<uint16_t>(text.size() + PVX_DATA_HEADER_SIZE + 1);
     // c_str() supplies the terminating zero byte that the CRC covers. Texts beyond 2 GiB cannot
@@ -119,38 +127,9 @@ void HuevaneImplUtil::setDataHeaderText(pvx_colormode_data_header& header,
                           static_cast<int32_t>(text.size() + 1));
 }
 
-bool HuevaneImplUtil::parseDecimal(const char* begin, const char* end, int64_t* value) {
-    const char* p = begin;
-    while (p < end && isDecimalSpace(*p)) p++;
-    bool negative = false;
-    if (p < end && (*p == '+' || *p == '-')) {
-        negative = *p == '-';
-        p++;
-    }
-    const char* digits = p;
-    int64_t magnitude = 0;
-    for (; p < end && *p >= '0' && *p <= '9'; p++) {
-        if (magnitude < DECIMAL_CLAMP) magnitude = magnitude * 10 + (*p - '0');
-    }
-    if (p == digits) return false;
-    if (magnitude > DECIMAL_CLAMP) magnitude = DECIMAL_CLAMP;
-    *value = negative ? -magnitude : magnitude;
-    return true;
-}
-
-void HuevaneImplUtil::warnUnappliedDataLuts(const HuevaneDataLutList& staged) {
-    if (staged.empty()) return;
-    ALOGW("previous lut (%d) has not been applied\n", static_cast<int>(staged.size()));
-}
-
-void HuevaneImplUtil::dumpStagedDataLuts(const HuevaneDataLutList& luts) {
-    for (const HuevaneDataLut& lut : luts) {
-        ALOGD("id[%d] attr(%d,%d,%d,%d) %s\n", lut.first.id, lut.first.attr0, lut.first.attr1,
-              lut.first.attr2, lut.first.attr3, lut.second.c_str());
-    }
-}
-
-bool HuevaneImplUtil::isExist(std::vector<std::string> names) {
+// The list comes by value: that is how the entry point hands it over.
+bool HuevaneImplUtil::isExist(
+        std::vector<std::string> names) {  // NOLINT(performance-unnecessary-value-param)
     for (const std::string& name : names) {
         if (name.empty()) continue;
         if (access(getDevicePath(name).c_str(), F_OK) == 0) return true;

@@ -1,5 +1,5 @@
 // Static helpers shared by the whole library: the CRC-16 of data LUTs, the data-LUT header
-// builder, the decimal reader, and access to device files.
+// builder, and access to device files.
 #ifndef HUEVANE_ENGINE_HUEVANEIMPLUTIL_H
 #define HUEVANE_ENGINE_HUEVANEIMPLUTIL_H
 
@@ -33,7 +33,7 @@ enum class HuevaneFileOpen {
 };
 
 class HuevaneImplUtil {
-public:
+  public:
     // CRC-16 over `length` bytes; 0xFF25 for length < 1 without touching `data`.
     static unsigned short getCrc16(const unsigned char* data, int32_t length);
     static void genCrc16Table();
@@ -49,16 +49,6 @@ public:
     static HuevaneDataLut getInitialDataLut();
     // Recomputes total_size (cut to 16 bits) and crc of `header` for `text`.
     static void setDataHeaderText(pvx_colormode_data_header& header, const std::string& text);
-
-    // Reads a decimal number at the start of [begin, end): leading white space, an optional sign,
-    // digits; what follows is ignored. False when there are no digits. Values beyond +-2^40 are
-    // clamped there, which keeps them outside every 32-bit range the callers accept.
-    static bool parseDecimal(const char* begin, const char* end, int64_t* value);
-
-    // Warns when LUTs of an earlier update are still staged: a new one is being added on top.
-    static void warnUnappliedDataLuts(const HuevaneDataLutList& staged);
-    // Logs each LUT as "id[%d] attr(%d,%d,%d,%d) %s\n": the dump of the caller-given sources.
-    static void dumpStagedDataLuts(const HuevaneDataLutList& luts);
 
     // True when at least one non-empty name is an existing device file.
     static bool isExist(std::vector<std::string> names);
@@ -78,7 +68,7 @@ public:
 
     static std::vector<unsigned short> mCrcTable;
 
-private:
+  private:
     static std::string mDeviceRoot;
 };
 

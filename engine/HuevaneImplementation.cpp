@@ -86,12 +86,37 @@ int32_t HuevaneImplementation::offerToMatrixStages(int32_t sourceKind, const Hue
 
 HuevaneDataLutList HuevaneImplementation::createDataLuts() {
     HuevaneDataLutList list;
-    putDataLuts(list, mColorMode->getDataLuts(), SOURCE_KIND_COLOR_MODE);
-    putDataLuts(list, mTransform->getDataLuts(), SOURCE_KIND_TRANSFORM);
-    putDataLuts(list, mExtension->getDataLuts(), SOURCE_KIND_EXTENSION);
-    for (HuevaneDataLut& lut : mGammaMatrix.getDataLuts()) putDataLut(list, std::move(lut));
-    for (HuevaneDataLut& lut : mLinearMatrix.getDataLuts()) putDataLut(list, std::move(lut));
+    collectDataLuts(list);
     return list;
+}
+
+void HuevaneImplementation::collectDataLuts(HuevaneDataLutList& list) {
+    mIndex.clear();
+    putIndexedDataLuts(list, mColorMode->getDataLuts(), huevane::SOURCE_KIND_COLOR_MODE);
+    putIndexedDataLuts(list, mTransform->getDataLuts(), huevane::SOURCE_KIND_TRANSFORM);
+    putIndexedDataLuts(list, mExtension->getDataLuts(), huevane::SOURCE_KIND_EXTENSION);
+    putIndexedDataLuts(list, mGammaMatrix.getDataLuts(), -1);
+    putIndexedDataLuts(list, mLinearMatrix.getDataLuts(), -1);
+}
+
+// The copies from the sources are ours already; moving them spares the update path a second
+// copy of every text.
+void HuevaneImplementation::putIndexedDataLuts(HuevaneDataLutList& list, HuevaneDataLutList&& luts,
+                                               int32_t sourceKind) {
+    for (HuevaneDataLut& lut : luts) {
+        if (sourceKind >= 0 && offerToMatrixStages(sourceKind, lut) == 0) continue;
+        putIndexedDataLut(list, std::move(lut));
+    }
+}
+
+void HuevaneImplementation::putIndexedDataLut(HuevaneDataLutList& list, HuevaneDataLut&& lut) {
+    const int32_t position = static_cast<int32_t>(list.size());
+    const int32_t found = mIndex.findOrAdd(huevane::getDataLutIdentity(lut.first), position);
+    if (found >= 0) {
+        list[found] = std::move(lut);
+    } else {
+        list.push_back(std::move(lut));
+    }
 }
 
 void HuevaneImplementation::putDataLuts(HuevaneDataLutList& list, HuevaneDataLutList luts,
@@ -106,8 +131,6 @@ void HuevaneImplementation::putDataLut(HuevaneDataLutList& list, const HuevaneDa
     putDataLut(list, HuevaneDataLut(lut));
 }
 
-// The copies from the sources are ours already; moving them spares the update path a second
-// copy of every text.
 void HuevaneImplementation::putDataLut(HuevaneDataLutList& list, HuevaneDataLut&& lut) {
     for (HuevaneDataLut& entry : list) {
         if (compareDataLut(entry, lut)) {
@@ -119,7 +142,5 @@ void HuevaneImplementation::putDataLut(HuevaneDataLutList& list, HuevaneDataLut&
 }
 
 bool HuevaneImplementation::compareDataLut(const HuevaneDataLut& a, const HuevaneDataLut& b) {
-    return a.first.id == b.first.id && a.first.attr0 == b.first.attr0 &&
-           a.first.attr1 == b.first.attr1 && a.first.attr2 == b.first.attr2 &&
-           a.first.attr3 == b.first.attr3;
+    return huevane::getDataLutIdentity(a.first) == huevane::getDataLutIdentity(b.first);
 }

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "HuevaneDataLut.h"
+#include "HuevaneDataLutIndex.h"
 #include "HuevaneImplColorMode.h"
 #include "HuevaneImplExtension.h"
 #include "HuevaneImplMatrix.h"
@@ -15,12 +16,16 @@
 #include "HuevaneParcel.h"
 #include "IHuevane.h"
 
+namespace huevane {
+
 // Tells a matrix stage where an offered LUT comes from.
-enum HuevaneSourceKind : int32_t {
+enum SourceKind : int32_t {
     SOURCE_KIND_COLOR_MODE = 0,
     SOURCE_KIND_TRANSFORM = 1,
     SOURCE_KIND_EXTENSION = 2,
 };
+
+}  // namespace huevane
 
 class HuevaneImplementation : public IHuevane {
   public:
@@ -42,19 +47,23 @@ class HuevaneImplementation : public IHuevane {
     // Ends an update cycle without producing a parcel.
     void clearDataLuts();
     HuevaneDataLutList createDataLuts();
-    void putDataLut(HuevaneDataLutList& list, const HuevaneDataLut& lut);
+    static void putDataLut(HuevaneDataLutList& list, const HuevaneDataLut& lut);
     void putDataLuts(HuevaneDataLutList& list, HuevaneDataLutList luts, int32_t sourceKind);
     // Same hardware slot: same id and attribute bytes. Reads no engine state.
     static bool compareDataLut(const HuevaneDataLut& a, const HuevaneDataLut& b);
     int32_t packDataLutsIntoParcel(HuevaneDataLutList& list, void* buffer);
-    void printParcel(void* buffer);
+    void printParcel(void* buffer) const;
     // Host tools show which calibration documents the reader used, and why others were not.
     const HuevaneImplColorMode& getColorModeSource() const { return *mColorMode; }
 
   private:
     // 0 when a stage took the LUT.
     int32_t offerToMatrixStages(int32_t sourceKind, const HuevaneDataLut& lut);
-    void putDataLut(HuevaneDataLutList& list, HuevaneDataLut&& lut);
+    // createDataLuts into `list`, which must be empty; de-duplicates through mIndex.
+    void collectDataLuts(HuevaneDataLutList& list);
+    void putIndexedDataLuts(HuevaneDataLutList& list, HuevaneDataLutList&& luts, int32_t sourceKind);
+    void putIndexedDataLut(HuevaneDataLutList& list, HuevaneDataLut&& lut);
+    static void putDataLut(HuevaneDataLutList& list, HuevaneDataLut&& lut);
 
     std::unique_ptr<HuevaneImplColorMode> mColorMode;
     std::unique_ptr<HuevaneImplTransform> mTransform;
@@ -64,6 +73,9 @@ class HuevaneImplementation : public IHuevane {
     int32_t mMinCoefSize = PVX_MIN_COEF_SIZE;
     uint8_t mSeqNum = 0;
     int32_t mLogLevel = 0;
+    // Scratch of every update, kept so that the update allocates only for the LUT texts.
+    huevane::HuevaneDataLutIndex mIndex;
+    HuevaneDataLutList mUpdateList;
 };
 
 #endif  // HUEVANE_ENGINE_HUEVANEIMPLEMENTATION_H

@@ -39,8 +39,12 @@ int32_t HuevaneImplementation::getColorCoefSize() {
 }
 
 int32_t HuevaneImplementation::updateColorCoef(void* buffer) {
-    HuevaneDataLutList list = createDataLuts();
-    if (packDataLutsIntoParcel(list, buffer) != 0) {
+    mUpdateList.clear();
+    collectDataLuts(mUpdateList);
+    const int32_t result = packDataLutsIntoParcel(mUpdateList, buffer);
+    // The texts are in the parcel now (or refused); only the list's own storage is kept.
+    mUpdateList.clear();
+    if (result != 0) {
         // Written whatever the log level, at debug priority like the rest of the engine's lines.
         ALOGD("failed to fill luts\n");
         return 1;
@@ -93,7 +97,7 @@ int32_t HuevaneImplementation::packDataLutsIntoParcel(HuevaneDataLutList& list, 
     return 0;
 }
 
-void HuevaneImplementation::printParcel(void* buffer) {
+void HuevaneImplementation::printParcel(void* buffer) const {
     if (mLogLevel < 3 || buffer == nullptr) return;
     const uint8_t* in = static_cast<const uint8_t*>(buffer);
     pvx_colormode_parcel_header parcel;

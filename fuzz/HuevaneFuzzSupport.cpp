@@ -1,10 +1,7 @@
 #include "HuevaneFuzzSupport.h"
 
 #include <android/log.h>
-#include <ftw.h>
 #include <libxml/xmlerror.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
@@ -18,16 +15,6 @@
 namespace {
 
 void ignoreXmlError(void*, const char*, ...) {}
-
-int removeEntry(const char* path, const struct stat*, int, struct FTW*) {
-    return remove(path);
-}
-
-std::string gRootToRemove;
-
-void removeRoot() {
-    if (!gRootToRemove.empty()) nftw(gRootToRemove.c_str(), removeEntry, 16, FTW_DEPTH | FTW_PHYS);
-}
 
 void check(bool condition, const char* what) {
     if (condition) return;
@@ -57,38 +44,9 @@ void fuzzQuietProcess() {
     xmlSetGenericErrorFunc(nullptr, ignoreXmlError);
 }
 
-FuzzDeviceTree& FuzzDeviceTree::get() {
-    static FuzzDeviceTree tree;
+DeviceTree& fuzzDeviceTree() {
+    static DeviceTree tree;
     return tree;
-}
-
-FuzzDeviceTree::FuzzDeviceTree() {
-    const char* tmp = getenv("TMPDIR");
-    std::string pattern = std::string(tmp && *tmp ? tmp : "/tmp") + "/huevane-fuzz-XXXXXX";
-    if (mkdtemp(pattern.data()) == nullptr) {
-        perror("mkdtemp");
-        abort();
-    }
-    mRoot = pattern;
-    gRootToRemove = mRoot;
-    atexit(removeRoot);
-    HuevaneImplUtil::setDeviceRoot(mRoot);
-}
-
-void FuzzDeviceTree::writeFile(const std::string& devicePath, const void* data, size_t size) {
-    std::string path = mRoot + devicePath;
-    for (size_t slash = path.find('/', 1); slash != std::string::npos;
-         slash = path.find('/', slash + 1)) {
-        mkdir(path.substr(0, slash).c_str(), 0755);
-    }
-    FILE* file = fopen(path.c_str(), "wb");
-    if (file == nullptr) abort();
-    if (size > 0 && fwrite(data, 1, size, file) != size) abort();
-    fclose(file);
-}
-
-void FuzzDeviceTree::removeFile(const std::string& devicePath) {
-    unlink((mRoot + devicePath).c_str());
 }
 
 int32_t fuzzUpdate(IHuevane* engine, bool throughPvxNames) {

@@ -31,7 +31,7 @@ std::vector<std::string> splitInput(const uint8_t* data, size_t size) {
     return parts;
 }
 
-void placeFile(FuzzDeviceTree& tree, const char* path, const std::vector<std::string>& parts,
+void placeFile(DeviceTree& tree, const char* path, const std::vector<std::string>& parts,
                size_t index) {
     if (index < parts.size()) {
         tree.writeFile(path, parts[index]);
@@ -44,12 +44,12 @@ void placeFile(FuzzDeviceTree& tree, const char* path, const std::vector<std::st
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
     fuzzQuietProcess();
-    FuzzDeviceTree::get();
+    fuzzDeviceTree();
     return 0;
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    FuzzDeviceTree& tree = FuzzDeviceTree::get();
+    DeviceTree& tree = fuzzDeviceTree();
     std::vector<std::string> parts = splitInput(data, size);
     placeFile(tree, MAIN_DOC, parts, 0);
     placeFile(tree, SUB_DOC, parts, 1);

@@ -102,7 +102,7 @@ void setTransform(IHuevane* engine, FuzzedDataProvider& input) {
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
     fuzzQuietProcess();
-    FuzzDeviceTree::get().writeFile("/vendor/etc/pvx/calib_data_colormode0.xml", CALIBRATION);
+    fuzzDeviceTree().writeFile("/vendor/etc/pvx/calib_data_colormode0.xml", CALIBRATION);
     return 0;
 }
 

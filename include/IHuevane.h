@@ -41,7 +41,7 @@ struct HuevaneExtension {
 // The compositor's view of one engine. The order of the virtual operations is part of the
 // binary interface: never reorder, insert or remove.
 class IHuevane {
-public:
+  public:
     virtual ~IHuevane() {}
 
     virtual std::vector<HuevaneMode> getColorModes() = 0;

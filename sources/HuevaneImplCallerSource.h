@@ -8,20 +8,21 @@
 #include "HuevaneDataLut.h"
 #include "HuevaneImplLutSource.h"
 #include "HuevaneImplUtil.h"
+#include "HuevaneStagedLuts.h"
 
 template <typename T>
 class HuevaneImplCallerSource : public HuevaneImplLutSource<T> {
-public:
+  public:
     explicit HuevaneImplCallerSource(int32_t maxSize) : mDataLutsMaxSize(maxSize) {}
 
     HuevaneDataLutList getDataLuts() override { return mDataLuts; }
     void clearDataLuts() override { mDataLuts.clear(); }
-    void dumpDataLuts() override { HuevaneImplUtil::dumpStagedDataLuts(mDataLuts); }
+    void dumpDataLuts() override { huevane::dumpStagedDataLuts(mDataLuts); }
     int32_t getDataLutsMaxSize() override { return mDataLutsMaxSize; }
 
     HuevaneDataLut initDataHeader() { return HuevaneImplUtil::getInitialDataLut(); }
 
-protected:
+  protected:
     // LUTs built and not yet collected, oldest first.
     HuevaneDataLutList mDataLuts;
     // Parcel bytes this source claims.

@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "HuevaneDecimal.h"
 #include "HuevaneImplUtil.h"
 
 namespace {
@@ -13,7 +14,7 @@ constexpr uint32_t EXTENSION_LAST_NODE = 12;
 // without digits, or one that fits neither 32-bit range, reads as 0.
 unsigned int getAttributeValue(const char* begin, const char* end) {
     int64_t value = 0;
-    if (!HuevaneImplUtil::parseDecimal(begin, end, &value)) return 0;
+    if (!huevane::parseDecimal(begin, end, &value)) return 0;
     if (value < INT32_MIN || value > static_cast<int64_t>(UINT32_MAX)) return 0;
     return static_cast<unsigned int>(value);
 }

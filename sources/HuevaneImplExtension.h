@@ -11,7 +11,7 @@
 #include "IHuevane.h"
 
 class HuevaneImplExtension : public HuevaneImplCallerSource<HuevaneExtension> {
-public:
+  public:
     // Extension LUTs claim no parcel room of their own; the packer's bound keeps them in the buffer.
     HuevaneImplExtension() : HuevaneImplCallerSource(0) {}
     ~HuevaneImplExtension() override = default;
@@ -19,7 +19,7 @@ public:
     // Always 0; entries with ids above 12 are skipped.
     int32_t setDataLuts(std::vector<HuevaneExtension> entries) override;
 
-    std::vector<unsigned int> getAttributes(HuevaneExtension& entry);
+    static std::vector<unsigned int> getAttributes(HuevaneExtension& entry);
     void putDataLuts(unsigned char id, std::string text, std::vector<unsigned int> attributes);
 };
 

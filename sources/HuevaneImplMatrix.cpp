@@ -1,6 +1,11 @@
 #include "HuevaneImplMatrix.h"
 
+#include <cstring>
+
 #include "HuevaneImplUtil.h"
+#include "HuevaneStagedLuts.h"
+
+using huevane::mat4;
 
 namespace {
 
@@ -12,10 +17,10 @@ constexpr mat4 IDENTITY = {1.0f, 0.0f, 0.0f, 0.0f, 0.0f, 1.0f, 0.0f, 0.0f,
 // forbids contracting them into fused multiply-adds, so devices and hosts agree to the bit.
 mat4 multiply(const mat4& left, const mat4& right) {
     mat4 result{};
-    for (int j = 0; j < 4; j++) {
-        for (int i = 0; i < 4; i++) {
+    for (size_t j = 0; j < 4; j++) {
+        for (size_t i = 0; i < 4; i++) {
             float sum = left[i] * right[4 * j];
-            for (int k = 1; k < 4; k++) {
+            for (size_t k = 1; k < 4; k++) {
                 float product = left[4 * k + i] * right[4 * j + k];
                 sum = sum + product;
             }
@@ -32,38 +37,76 @@ int32_t HuevaneImplMatrix::setDataLuts(int sourceKind, const HuevaneDataLut& lut
     if (parseMatrix(sourceKind, lut.second) != 0) return 1;
     // A disabled matrix while no source holds one: taken, nothing to emit.
     if (mMatrices.empty()) return 0;
+    Memo& m = memo();
+    if (!m.combinedValid) updateCombined();
+    // Only the offered LUT's own header bytes differ between emissions of the same product.
+    huevane::warnUnappliedDataLuts(mDataLuts);
+    pvx_colormode_data_header combined = lut.first;
+    combined.total_size = m.combined.first.total_size;
+    combined.crc = m.combined.first.crc;
+    mDataLuts.emplace_back(combined, m.combined.second);
+    return 0;
+}
+
+void HuevaneImplMatrix::updateCombined() {
     mat4 accumulator = IDENTITY;
     for (auto entry = mMatrices.rbegin(); entry != mMatrices.rend(); ++entry) {
         accumulator = multiply(accumulator, entry->second);
     }
-    putDataLuts(lut.first, getMatrixToString(accumulator));
-    return 0;
+    Memo& m = memo();
+    huevane::formatMatrixText(accumulator.data(), accumulator.size(), &m.combined.second);
+    HuevaneImplUtil::setDataHeaderText(m.combined.first, m.combined.second);
+    m.combinedValid = true;
+}
+
+HuevaneImplMatrix::Memo& HuevaneImplMatrix::memo() {
+    if (!mMemo) mMemo = std::make_unique<Memo>();
+    return *mMemo;
+}
+
+const HuevaneImplMatrix::ReadText& HuevaneImplMatrix::readText(int sourceKind,
+                                                               const std::string& text) {
+    Memo& m = memo();
+    const bool remembered = sourceKind >= 0 && sourceKind < static_cast<int>(m.readTexts.size());
+    ReadText& read = remembered ? m.readTexts[sourceKind] : m.scratch;
+    if (remembered && read.text == text) return read;
+    read.text = text;
+    read.valid = huevane::getMatrixFromText(text, &read.enabled, &read.matrix);
+    return read;
 }
 
 int32_t HuevaneImplMatrix::parseMatrix(int sourceKind, const std::string& text) {
-    bool enabled = false;
-    mat4 matrix;
-    if (!getMatrixFromText(text, &enabled, &matrix)) return 1;
+    const ReadText& read = readText(sourceKind, text);
+    if (!read.valid) return 1;
     for (auto& entry : mMatrices) {
         if (entry.first == sourceKind) {
             // Replacing or disabling keeps the key's place in the product.
-            entry.second = enabled ? matrix : IDENTITY;
+            const mat4& matrix = read.enabled ? read.matrix : IDENTITY;
+            // Bit for bit on purpose: the product is written from these exact values.
+            // NOLINTNEXTLINE(bugprone-suspicious-memory-comparison)
+            if (memcmp(entry.second.data(), matrix.data(), sizeof(mat4)) != 0) {
+                entry.second = matrix;
+                memo().combinedValid = false;
+            }
             return 0;
         }
     }
-    if (enabled) mMatrices.emplace_back(sourceKind, matrix);
+    if (read.enabled) {
+        mMatrices.emplace_back(sourceKind, read.matrix);
+        memo().combinedValid = false;
+    }
     return 0;
 }
 
 void HuevaneImplMatrix::putDataLuts(const pvx_colormode_data_header& header, std::string text) {
-    HuevaneImplUtil::warnUnappliedDataLuts(mDataLuts);
+    huevane::warnUnappliedDataLuts(mDataLuts);
     pvx_colormode_data_header combined = header;
     HuevaneImplUtil::setDataHeaderText(combined, text);
     mDataLuts.emplace_back(combined, std::move(text));
 }
 
 std::string HuevaneImplMatrix::getMatrixToString(mat4& m) {
-    return getMatrixTextFromFloats(m.data(), m.size());
+    return huevane::getMatrixTextFromFloats(m.data(), m.size());
 }
 
 HuevaneDataLutList HuevaneImplMatrix::getDataLuts() {

@@ -3,7 +3,9 @@
 #ifndef HUEVANE_SOURCES_HUEVANEIMPLMATRIX_H
 #define HUEVANE_SOURCES_HUEVANEIMPLMATRIX_H
 
+#include <array>
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
@@ -12,7 +14,7 @@
 #include "HuevaneMatrixText.h"
 
 class HuevaneImplMatrix {
-public:
+  public:
     explicit HuevaneImplMatrix(uint8_t nodeId) : mNodeId(nodeId) {}
 
     // 0 when the stage took the LUT (its node, valid matrix text), 1 otherwise.
@@ -20,18 +22,44 @@ public:
     // 0 when the text was accepted, 1 when rejected (stored matrices unchanged).
     int32_t parseMatrix(int sourceKind, const std::string& text);
     void putDataLuts(const pvx_colormode_data_header& header, std::string text);
-    std::string getMatrixToString(mat4& m);
+    static std::string getMatrixToString(huevane::mat4& m);
     HuevaneDataLutList getDataLuts();
     void clearDataLuts();
     // The stored matrices by source kind, in first-insertion order (what huevane-tool explains).
-    const std::vector<std::pair<int, mat4>>& getMatrices() const { return mMatrices; }
+    const std::vector<std::pair<int, huevane::mat4>>& getMatrices() const { return mMatrices; }
 
-private:
+  private:
+    // A matrix text as read: the same calibration and transform texts come back on every update.
+    struct ReadText {
+        std::string text;
+        bool valid = false;
+        bool enabled = false;
+        huevane::mat4 matrix{};
+    };
+    // What `text` reads as; remembered per source kind (0 to 2), read afresh for any other.
+    const ReadText& readText(int sourceKind, const std::string& text);
+    // The product of the stored matrices as a text, with the header fields that depend on it.
+    void updateCombined();
+
     // Source kind -> matrix, kept in first-insertion order: the product visits the newest key
     // first, and replacing a matrix keeps its key's place. At most three entries.
-    std::vector<std::pair<int, mat4>> mMatrices;
+    std::vector<std::pair<int, huevane::mat4>> mMatrices;
     HuevaneDataLutList mDataLuts;
     uint8_t mNodeId;
+
+    // What the update path remembers between updates. On the heap from the first offered LUT
+    // on, so that building an engine costs no more memory than it did without it.
+    struct Memo {
+        std::array<ReadText, 3> readTexts;
+        ReadText scratch;
+        // The product of mMatrices as text, its header carrying that text's total_size and crc;
+        // stale once a stored matrix changes.
+        HuevaneDataLut combined;
+        bool combinedValid = false;
+    };
+    Memo& memo();
+
+    std::unique_ptr<Memo> mMemo;
 };
 
 #endif  // HUEVANE_SOURCES_HUEVANEIMPLMATRIX_H

@@ -1,20 +1,31 @@
 #include "HuevaneImplTransform.h"
 
+#include <cstring>
+
 #include "HuevaneImplUtil.h"
 #include "HuevaneMatrixText.h"
+#include "HuevaneStagedLuts.h"
 
 int32_t HuevaneImplTransform::setDataLuts(std::vector<float> matrix) {
-    if (matrix.size() != MATRIX_ELEMENTS) return 1;
-    putDataLuts(PVX_NODE_GAMMA_MATRIX, getMatrixToString(matrix));
+    if (matrix.size() != huevane::MATRIX_ELEMENTS) return 1;
+    // Bit for bit, so that NaN and -0.0 are told apart like any other value.
+    if (mLastMatrix.size() != matrix.size() ||
+        memcmp(mLastMatrix.data(), matrix.data(), matrix.size() * sizeof(float)) != 0) {
+        huevane::formatMatrixText(matrix.data(), matrix.size(), &mLastLut.second);
+        mLastLut.first = HuevaneImplUtil::getDataHeader(PVX_NODE_GAMMA_MATRIX, mLastLut.second);
+        mLastMatrix = std::move(matrix);
+    }
+    huevane::warnUnappliedDataLuts(mDataLuts);
+    mDataLuts.push_back(mLastLut);
     return 0;
 }
 
 void HuevaneImplTransform::putDataLuts(unsigned char id, std::string text) {
-    HuevaneImplUtil::warnUnappliedDataLuts(mDataLuts);
+    huevane::warnUnappliedDataLuts(mDataLuts);
     pvx_colormode_data_header header = HuevaneImplUtil::getDataHeader(id, text);
     mDataLuts.emplace_back(header, std::move(text));
 }
 
 std::string HuevaneImplTransform::getMatrixToString(std::vector<float>& matrix) {
-    return getMatrixTextFromFloats(matrix.data(), matrix.size());
+    return huevane::getMatrixTextFromFloats(matrix.data(), matrix.size());
 }

@@ -6,10 +6,11 @@
 #include <string>
 #include <vector>
 
+#include "HuevaneDataLut.h"
 #include "HuevaneImplCallerSource.h"
 
 class HuevaneImplTransform : public HuevaneImplCallerSource<float> {
-public:
+  public:
     // Room claimed in the parcel: one matrix LUT at its longest.
     static constexpr int32_t TRANSFORM_MAX_SIZE = 124;
 
@@ -20,7 +21,13 @@ public:
     int32_t setDataLuts(std::vector<float> matrix) override;
 
     void putDataLuts(unsigned char id, std::string text);
-    std::string getMatrixToString(std::vector<float>& matrix);
+    static std::string getMatrixToString(std::vector<float>& matrix);
+
+  private:
+    // The last matrix staged and its LUT: a compositor sends the same transform frame after
+    // frame, and its text need not be written again.
+    std::vector<float> mLastMatrix;
+    HuevaneDataLut mLastLut;
 };
 
 #endif  // HUEVANE_SOURCES_HUEVANEIMPLTRANSFORM_H

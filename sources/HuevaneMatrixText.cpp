@@ -5,7 +5,9 @@
 #include <cstdint>
 #include <limits>
 
-#include "HuevaneImplUtil.h"
+#include "HuevaneDecimal.h"
+
+namespace huevane {
 
 namespace {
 
@@ -31,20 +33,25 @@ bool isFixedPointInRange(float value) {
 }
 
 std::string getMatrixTextFromFloats(const float* elements, size_t count) {
-    // Written on every update by the matrix stages: format into a stack buffer, one string
-    // allocation at the end. "-2147483648," is the longest field.
-    constexpr size_t FIELD_MAX = 12;
-    char field[FIELD_MAX];
-    std::string text = "1,";
-    text.reserve(2 + count * FIELD_MAX);
-    for (size_t i = 0; i < count; i++) {
-        std::to_chars_result written =
-                std::to_chars(field, field + FIELD_MAX - 1, getFixedPointFromFloat(elements[i]));
-        *written.ptr++ = ',';
-        text.append(field, written.ptr);
-    }
-    text.pop_back();
+    std::string text;
+    formatMatrixText(elements, count, &text);
     return text;
+}
+
+void formatMatrixText(const float* elements, size_t count, std::string* text) {
+    // "-2147483648," is the longest field.
+    constexpr size_t FIELD_MAX = 12;
+    text->resize(2 + count * FIELD_MAX);
+    char* const begin = &(*text)[0];
+    char* const end = begin + text->size();
+    char* out = begin;
+    *out++ = '1';
+    *out++ = ',';
+    for (size_t i = 0; i < count; i++) {
+        out = std::to_chars(out, end, getFixedPointFromFloat(elements[i])).ptr;
+        *out++ = ',';
+    }
+    text->resize(static_cast<size_t>(out - begin) - 1);  // no comma after the last field
 }
 
 bool getMatrixFromText(const std::string& text, bool* enabled, mat4* matrix) {
@@ -58,7 +65,7 @@ bool getMatrixFromText(const std::string& text, bool* enabled, mat4* matrix) {
         while (comma < end && *comma != ',') comma++;
         if (fields > MATRIX_ELEMENTS) return false;
         int64_t number = 0;
-        if (!HuevaneImplUtil::parseDecimal(p, comma, &number)) return false;
+        if (!parseDecimal(p, comma, &number)) return false;
         if (number < INT32_MIN || number > INT32_MAX) return false;
         if (fields == 0) {
             *enabled = number != 0;
@@ -74,3 +81,5 @@ bool getMatrixFromText(const std::string& text, bool* enabled, mat4* matrix) {
     *matrix = values;
     return true;
 }
+
+}  // namespace huevane

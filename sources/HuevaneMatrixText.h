@@ -8,6 +8,8 @@
 #include <cstdint>
 #include <string>
 
+namespace huevane {
+
 using mat4 = std::array<float, 16>;
 
 constexpr int MATRIX_ELEMENTS = 16;
@@ -20,9 +22,14 @@ bool isFixedPointInRange(float value);
 
 // "1," then `count` fixed-point elements, comma separated, no trailing comma.
 std::string getMatrixTextFromFloats(const float* elements, size_t count);
+// The same text written into `text`, whose storage is reused: no allocation once it has held
+// one matrix text.
+void formatMatrixText(const float* elements, size_t count, std::string* text);
 
 // Reads a matrix text. False when it does not hold a flag and exactly 16 numeric elements
 // (a field without digits or outside the signed 32-bit range rejects the whole text).
 bool getMatrixFromText(const std::string& text, bool* enabled, mat4* matrix);
+
+}  // namespace huevane
 
 #endif  // HUEVANE_SOURCES_HUEVANEMATRIXTEXT_H

@@ -73,7 +73,7 @@ int32_t stageAll(IHuevane& engine) {
     return result;
 }
 
-Request transformOf(std::vector<float> elements) {
+Request transformOf(const std::vector<float>& elements) {
     return [elements](IHuevane& engine) {
         // Exactly 16 floats on the heap, so a read of a 17th is caught.
         std::unique_ptr<float[]> matrix(new float[16]);
@@ -109,9 +109,9 @@ struct BadInput {
     int32_t updateResult;
     int numData;  // of the parcel after a successful update
     // A line that must be logged, and text that must be in or must never reach the parcel.
-    std::string logLine = "";
-    std::string inParcel = "";
-    std::string notInParcel = "";
+    std::string logLine{};
+    std::string inParcel{};
+    std::string notInParcel{};
     // The host process changed libxml2's global parser defaults before creating the engine.
     bool hostDefaults = false;
 };
@@ -126,7 +126,7 @@ const char FIFO[] = "\x01fifo";
 const char OVERSIZED[] = "\x01oversized";
 using Files = std::vector<std::pair<std::string, std::string>>;
 
-Setup files(Files entries) {
+Setup files(const Files& entries) {
     return [entries](DeviceTree& device) {
         std::string previous;
         for (auto [path, content] : entries) {

@@ -104,9 +104,18 @@ TEST_F(CalibrationTest, IdsReadAsSignedDecimalOrAbsent) {
         const char* text;
         uint32_t id;
     } cases[] = {
-            {"12abc", 12},       {"-1", 0xFFFFFFFF},          {" +7", 7},
-            {"0x10", 0},         {"-2147483648", 0x80000000}, {"", 0xFFFFFFFF},
-            {"abc", 0xFFFFFFFF}, {"+ 7", 0xFFFFFFFF},         {"99999999999", 0xFFFFFFFF},
+            {"12abc", 12},
+            {"-1", 0xFFFFFFFF},
+            {" +7", 7},
+            {"0x10", 0},
+            {"-2147483648", 0x80000000},
+            {"", 0xFFFFFFFF},
+            {"abc", 0xFFFFFFFF},
+            {"+ 7", 0xFFFFFFFF},
+            {"99999999999", 0xFFFFFFFF},
+            {"2147483647", 0x7FFFFFFF},
+            {"2147483648", 0xFFFFFFFF},
+            {"-2147483649", 0xFFFFFFFF},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.text);

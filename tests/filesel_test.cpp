@@ -29,6 +29,7 @@ TEST(FileSelectionTest, TargetNameShapesTheFirstCandidate) {
             {12, true, "t.xml\n", "_t.xml", ""},
             {1, false, "", ".xml", "no target name is found(fd(-1))"},
             {0, true, "", ".xml", "out of range of target name (rd_len:0)"},
+            {0, true, "\n", "_", ""},
             {0, true, name127, "_" + std::string(126, 'a'), ""},
             {0, true, name127 + "b", ".xml", "out of range of target name (rd_len:128)"},
             {0, true, std::string(4096, 'c'), ".xml", "out of range of target name (rd_len:128)"},

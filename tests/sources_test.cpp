@@ -33,10 +33,13 @@ TEST(Transform, FixedPointRounding) {
     // Halves round away from zero; out of range saturates; NaN is 0.
     const float inf = std::numeric_limits<float>::infinity();
     std::vector<float> values = {
-            1.0f,     -0.5f,     0.1f, 0.5f / 65536, -0.5f / 65536,    2.5f / 65536,    1e-6f,
-            40000.0f, -40000.0f, NAN,  -inf,         39321.5f / 65536, -1638.5f / 65536};
-    EXPECT_EQ("1,65536,-32768,6554,1,-1,3,0,2147483647,-2147483648,0,-2147483648,39322,-1639",
-              HuevaneImplTransform().getMatrixToString(values));
+            1.0f,       -0.5f,     0.1f, 0.5f / 65536, -0.5f / 65536,    2.5f / 65536,     1e-6f,
+            40000.0f,   -40000.0f, NAN,  -inf,         39321.5f / 65536, -1638.5f / 65536, 32768.0f,
+            32767.998f, -32768.0f};
+    EXPECT_EQ(
+            "1,65536,-32768,6554,1,-1,3,0,2147483647,-2147483648,0,-2147483648,39322,-1639,"
+            "2147483647,2147483520,-2147483648",
+            HuevaneImplTransform::getMatrixToString(values));
 }
 
 TEST(Transform, StagesOneGammaMatrixPerCall) {
@@ -102,15 +105,26 @@ TEST(MatrixStage, DisabledMatrices) {
 
 TEST(MatrixStage, RejectedTextsLeaveTheStoredMatrices) {
     const std::string fifteen = "1,1,2,3,4,5,6,7,8,9,10,11,12,13,14,15";
-    const std::string rejected[] = {"", "1", "1,", "2,5", fifteen, fifteen + ",16,17"};
+    const std::string rejected[] = {"",
+                                    "1",
+                                    "1,",
+                                    "2,5",
+                                    fifteen,
+                                    fifteen + ",16,17",
+                                    fifteen + ",2147483648",
+                                    fifteen + ",-2147483649"};
     HuevaneImplMatrix gamma(6);
     ASSERT_EQ(0, gamma.setDataLuts(0, makeLut(6, MODE_TEXT)));
     for (const std::string& text : rejected) {
         EXPECT_EQ(1, gamma.setDataLuts(0, makeLut(6, text))) << text;
     }
     EXPECT_EQ(1, gamma.setDataLuts(0, makeLut(11, TRANSFORM_TEXT)));
+    // Elements span the whole signed 32-bit range.
+    EXPECT_EQ(0, gamma.setDataLuts(2, makeLut(6, fifteen + ",2147483647")));
+    EXPECT_EQ(0, gamma.setDataLuts(2, makeLut(6, fifteen + ",-2147483648")));
+    EXPECT_EQ(0, gamma.setDataLuts(2, makeLut(6, "0," + IDENTITY_TEXT.substr(2))));
     EXPECT_EQ(0, gamma.setDataLuts(1, makeLut(6, IDENTITY_TEXT)));
-    EXPECT_EQ(2u, gamma.getDataLuts().size());
+    EXPECT_EQ(5u, gamma.getDataLuts().size());
     EXPECT_EQ(MODE_TEXT, gamma.getDataLuts().back().second);
 }
 
@@ -147,6 +161,8 @@ TEST(Extension, AttributeTexts) {
             {attributes("9\t8 1", 5), "09 01 FF FF"},
             {attributes("1 2 3 4 5", 9), "01 02 03 04"},
             {attributes(nullptr, 0), "FF FF FF FF"},
+            // The widest values read: 32-bit unsigned and signed; beyond them a value reads as 0.
+            {attributes("4294967295 4294967297 -2147483647 -2147483649", 45), "FF 00 01 00"},
     };
     for (const auto& c : cases) {
         HuevaneImplExtension extension;
@@ -166,13 +182,13 @@ TEST(Extension, AttributesApplyWithinOneCallAndLutsAccumulate) {
     HuevaneImplExtension extension;
     EXPECT_EQ(0, extension.setDataLuts({lut(5, "a"), attributes("1", 1), lut(4, "b"),
                                         lut(13, "skipped"), lut(4, nullptr), attributes("2", 1),
-                                        lut(9, "c")}));
+                                        lut(12, "c")}));
     EXPECT_EQ(0, extension.setDataLuts({lut(3, "d")}));
     EXPECT_EQ(0, extension.setDataLuts({}));
     const struct {
         uint8_t id, attr0;
         const char* text;
-    } expected[] = {{5, 0xFF, "a"}, {4, 1, "b"}, {9, 2, "c"}, {3, 0xFF, "d"}};
+    } expected[] = {{5, 0xFF, "a"}, {4, 1, "b"}, {12, 2, "c"}, {3, 0xFF, "d"}};
     HuevaneDataLutList luts = extension.getDataLuts();
     ASSERT_EQ(4u, luts.size());
     for (size_t i = 0; i < luts.size(); i++) {

@@ -67,6 +67,7 @@ TEST(ThreadsTest, EnginesOnEightThreadsBuildTheParcelsOfOneThread) {
     setHuevaneLogSink([](const HuevaneLogRecord&) { return false; });
     std::vector<Parcels> together(THREADS);
     std::vector<std::thread> threads;
+    threads.reserve(THREADS);
     for (int seed = 0; seed < THREADS; seed++) {
         threads.emplace_back([&together, seed] { together[seed] = runSession(seed); });
     }
@@ -74,7 +75,7 @@ TEST(ThreadsTest, EnginesOnEightThreadsBuildTheParcelsOfOneThread) {
     // The replay comes second, so the threads are the process's first users of shared state.
     std::vector<Parcels> alone(THREADS);
     for (int seed = 0; seed < THREADS; seed++) alone[seed] = runSession(seed);
-    ASSERT_EQ(alone[0].size(), size_t{6 * ROUNDS});
+    ASSERT_EQ(alone[0].size(), size_t{6} * ROUNDS);
     ASSERT_FALSE(alone[0][0].empty());
     for (int seed = 0; seed < THREADS; seed++) {
         EXPECT_EQ(alone[seed], together[seed]) << "thread " << seed;

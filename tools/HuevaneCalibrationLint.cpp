@@ -18,6 +18,7 @@
 #include <vector>
 
 #include "HuevaneDataLut.h"
+#include "HuevaneDecimal.h"
 #include "HuevaneImplColorModeXml.h"
 #include "HuevaneImplColorModeXmlBase.h"
 #include "HuevaneImplTransform.h"
@@ -45,7 +46,7 @@ bool hasFieldOutOfRange(const std::string& text) {
         const char* comma = p;
         while (comma < end && *comma != ',') comma++;
         int64_t number = 0;
-        if (HuevaneImplUtil::parseDecimal(p, comma, &number) &&
+        if (huevane::parseDecimal(p, comma, &number) &&
             (number < INT32_MIN || number > INT32_MAX)) {
             return true;
         }
@@ -224,7 +225,7 @@ uint32_t CalibrationLint::checkNumber(const std::string& file, xmlNodePtr node,
     HuevaneImplColorModeXmlBase::getTextFromXmlProperty(node, property, &text);
     int64_t number = 0;
     const bool digits =
-            HuevaneImplUtil::parseDecimal(text.data(), text.data() + text.size(), &number);
+            huevane::parseDecimal(text.data(), text.data() + text.size(), &number);
     const std::string quoted = std::string(property) + "='" + text + "'";
     if (value == PVX_VALUE_ABSENT && !(digits && number == -1)) {
         report(digits ? "number-range" : "number-invalid", file, xmlGetLineNo(node), HuevaneSeverity::ERROR,
@@ -343,8 +344,8 @@ void CalibrationLint::lintLut(const std::string& file, xmlDocPtr document, xmlNo
 void CalibrationLint::lintMatrix(const std::string& file, long line, const std::string& node,
                                  const std::string& text) {
     bool enabled = false;
-    mat4 matrix;
-    if (!getMatrixFromText(text, &enabled, &matrix)) {
+    huevane::mat4 matrix;
+    if (!huevane::getMatrixFromText(text, &enabled, &matrix)) {
         const bool range = hasFieldOutOfRange(text);
         report(range ? "matrix-range" : "matrix-text", file, line, HuevaneSeverity::ERROR,
                "<" + node + "> text " +

@@ -60,11 +60,11 @@ void appendMatrix(const HuevaneDecodedEntry& entry, std::string* out) {
     *out += "; rows, value = fixed-point / 65536\n";
     for (int r = 0; r < 4; r++) {
         char line[160];
-        const mat4& m = entry.matrix;
+        const huevane::mat4& m = entry.matrix;
         snprintf(line, sizeof(line), "            %10.6f %10.6f %10.6f %10.6f   | %9d %9d %9d %9d\n",
-                 m[r], m[4 + r], m[8 + r], m[12 + r], getFixedPointFromFloat(m[r]),
-                 getFixedPointFromFloat(m[4 + r]), getFixedPointFromFloat(m[8 + r]),
-                 getFixedPointFromFloat(m[12 + r]));
+                 m[r], m[4 + r], m[8 + r], m[12 + r], huevane::getFixedPointFromFloat(m[r]),
+                 huevane::getFixedPointFromFloat(m[4 + r]), huevane::getFixedPointFromFloat(m[8 + r]),
+                 huevane::getFixedPointFromFloat(m[12 + r]));
         *out += line;
     }
 }
@@ -116,8 +116,8 @@ void appendText(const HuevaneDecodedParcel& parcel, bool fullText, std::string* 
 HuevaneJson getMatrixJson(const HuevaneDecodedEntry& entry) {
     HuevaneJson fixed = HuevaneJson::array();
     HuevaneJson values = HuevaneJson::array();
-    for (int i = 0; i < MATRIX_ELEMENTS; i++) {
-        fixed.push_back(getFixedPointFromFloat(entry.matrix[i]));
+    for (int i = 0; i < huevane::MATRIX_ELEMENTS; i++) {
+        fixed.push_back(huevane::getFixedPointFromFloat(entry.matrix[i]));
         values.push_back(entry.matrix[i]);
     }
     return {{"enabled", entry.enabled}, {"fixed", fixed}, {"values", values}};

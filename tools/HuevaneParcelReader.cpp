@@ -42,7 +42,7 @@ void decodeMatrix(HuevaneDecodedEntry* entry) {
     if (entry->header.id != PVX_NODE_GAMMA_MATRIX && entry->header.id != PVX_NODE_LINEAR_MATRIX) {
         return;
     }
-    entry->hasMatrix = getMatrixFromText(entry->text, &entry->enabled, &entry->matrix);
+    entry->hasMatrix = huevane::getMatrixFromText(entry->text, &entry->enabled, &entry->matrix);
     if (!entry->hasMatrix) {
         entry->warnings.push_back("not a valid matrix text: the hardware receives it as it is");
     }

@@ -24,7 +24,7 @@ struct HuevaneDecodedEntry {
     unsigned short crc = 0;  // computed over the wire bytes of text and terminator
     bool hasMatrix = false;
     bool enabled = false;
-    mat4 matrix{};
+    huevane::mat4 matrix{};
     std::vector<std::string> errors;
     std::vector<std::string> warnings;
 };

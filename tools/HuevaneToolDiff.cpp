@@ -31,9 +31,9 @@ bool sameIdentity(const pvx_colormode_data_header& x, const pvx_colormode_data_h
 bool describeTextChange(uint8_t id, const std::string& x, const std::string& y,
                         HuevaneDifference* d) {
     bool enabledX = false, enabledY = false;
-    mat4 mx, my;
+    huevane::mat4 mx, my;
     if ((id == PVX_NODE_GAMMA_MATRIX || id == PVX_NODE_LINEAR_MATRIX) &&
-        getMatrixFromText(x, &enabledX, &mx) && getMatrixFromText(y, &enabledY, &my) &&
+        huevane::getMatrixFromText(x, &enabledX, &mx) && huevane::getMatrixFromText(y, &enabledY, &my) &&
         enabledX == enabledY && mx == my) {
         return false;
     }

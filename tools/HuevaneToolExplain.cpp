@@ -44,7 +44,7 @@ std::vector<StagedLut> extensionLuts(const HuevaneToolRequest& request) {
         HuevaneDataLutList luts = source.getDataLuts();
         if (luts.size() > staged.size()) {
             HuevaneLutOrigin origin;
-            origin.sourceKind = SOURCE_KIND_EXTENSION;
+            origin.sourceKind = huevane::SOURCE_KIND_EXTENSION;
             origin.extensionEntry = static_cast<int>(count - 1);
             staged.push_back({luts.back(), origin});
         }
@@ -55,20 +55,20 @@ std::vector<StagedLut> extensionLuts(const HuevaneToolRequest& request) {
 std::vector<StagedLut> stagedLuts(const HuevaneCalibrationModel& model,
                                   const HuevaneToolRequest& request, int kind) {
     std::vector<StagedLut> staged;
-    if (kind == SOURCE_KIND_COLOR_MODE) {
+    if (kind == huevane::SOURCE_KIND_COLOR_MODE) {
         const HuevaneModelPair* pair =
                 model.findPair(request.mode, request.hasIntent ? request.intent : 0);
         if (pair == nullptr) return staged;
         for (const HuevaneModelLut& lut : pair->luts) {
-            staged.push_back({lut.lut, {SOURCE_KIND_COLOR_MODE, lut.place, -1}});
+            staged.push_back({lut.lut, {huevane::SOURCE_KIND_COLOR_MODE, lut.place, -1}});
         }
-    } else if (kind == SOURCE_KIND_TRANSFORM && request.hasTransform) {
+    } else if (kind == huevane::SOURCE_KIND_TRANSFORM && request.hasTransform) {
         HuevaneImplTransform source;
         source.setDataLuts(std::vector<float>(request.transform, request.transform + 16));
         for (const HuevaneDataLut& lut : source.getDataLuts()) {
-            staged.push_back({lut, {SOURCE_KIND_TRANSFORM, {}, -1}});
+            staged.push_back({lut, {huevane::SOURCE_KIND_TRANSFORM, {}, -1}});
         }
-    } else if (kind == SOURCE_KIND_EXTENSION) {
+    } else if (kind == huevane::SOURCE_KIND_EXTENSION) {
         staged = extensionLuts(request);
     }
     return staged;
@@ -97,7 +97,7 @@ struct AccountedStage {
             entry.factors.push_back({lastOrigin[it->first], it->second});
         }
         bool enabled = false;
-        getMatrixFromText(entry.lut.second, &enabled, &entry.product);
+        huevane::getMatrixFromText(entry.lut.second, &enabled, &entry.product);
         emitted.push_back(entry);
         return true;
     }
@@ -118,7 +118,7 @@ std::vector<HuevaneExplainEntry> assemble(HuevaneImplementation& engine,
         if (i == accounts.size()) accounts.push_back(entry);
         else accounts[i] = entry;
     };
-    for (int kind : {SOURCE_KIND_COLOR_MODE, SOURCE_KIND_TRANSFORM, SOURCE_KIND_EXTENSION}) {
+    for (int kind : {huevane::SOURCE_KIND_COLOR_MODE, huevane::SOURCE_KIND_TRANSFORM, huevane::SOURCE_KIND_EXTENSION}) {
         for (const StagedLut& staged : stagedLuts(model, request, kind)) {
             if (gamma.offer(staged) || linear.offer(staged)) continue;
             HuevaneExplainEntry entry;
@@ -158,9 +158,9 @@ bool matchesParcel(HuevaneImplementation& engine, std::vector<HuevaneExplainEntr
 
 std::string sourceName(const HuevaneLutOrigin& origin) {
     switch (origin.sourceKind) {
-        case SOURCE_KIND_COLOR_MODE:
+        case huevane::SOURCE_KIND_COLOR_MODE:
             return "colour mode";
-        case SOURCE_KIND_TRANSFORM:
+        case huevane::SOURCE_KIND_TRANSFORM:
             return "colour transform";
         default:
             return "extension";
@@ -169,10 +169,10 @@ std::string sourceName(const HuevaneLutOrigin& origin) {
 
 std::string originText(const HuevaneLutOrigin& origin) {
     std::string text = sourceName(origin);
-    if (origin.sourceKind == SOURCE_KIND_COLOR_MODE && !origin.place.file.empty()) {
+    if (origin.sourceKind == huevane::SOURCE_KIND_COLOR_MODE && !origin.place.file.empty()) {
         text += " " + origin.place.file + ":" + std::to_string(origin.place.line);
     }
-    if (origin.sourceKind == SOURCE_KIND_EXTENSION) {
+    if (origin.sourceKind == huevane::SOURCE_KIND_EXTENSION) {
         text += " entry " + std::to_string(origin.extensionEntry);
     }
     return text;
@@ -212,17 +212,17 @@ void writeText(const HuevaneExplanation& explanation, std::ostream& out) {
 HuevaneJson originJson(const HuevaneLutOrigin& origin) {
     static const char* const SOURCES[] = {"colour_mode", "colour_transform", "extension"};
     HuevaneJson json = {{"source", SOURCES[origin.sourceKind]}};
-    if (origin.sourceKind == SOURCE_KIND_COLOR_MODE) {
+    if (origin.sourceKind == huevane::SOURCE_KIND_COLOR_MODE) {
         json["file"] = origin.place.file;
         json["line"] = origin.place.line;
     }
-    if (origin.sourceKind == SOURCE_KIND_EXTENSION) json["extension_entry"] = origin.extensionEntry;
+    if (origin.sourceKind == huevane::SOURCE_KIND_EXTENSION) json["extension_entry"] = origin.extensionEntry;
     return json;
 }
 
-HuevaneJson matrixJson(const mat4& m) {
+HuevaneJson matrixJson(const huevane::mat4& m) {
     std::vector<int32_t> fixed;
-    for (float value : m) fixed.push_back(getFixedPointFromFloat(value));
+    for (float value : m) fixed.push_back(huevane::getFixedPointFromFloat(value));
     return {{"values", m}, {"fixed", fixed}};
 }
 
@@ -280,7 +280,7 @@ void writeExplanation(const HuevaneExplanation& explanation, bool json, std::ost
     json ? writeJsonDocument(explanation, out) : writeText(explanation, out);
 }
 
-void writeMatrixRows(const mat4& matrix, const std::string& indent, std::ostream& out) {
+void writeMatrixRows(const huevane::mat4& matrix, const std::string& indent, std::ostream& out) {
     for (int r = 0; r < 4; r++) {
         char line[160];
         int n = 0;
@@ -290,7 +290,7 @@ void writeMatrixRows(const mat4& matrix, const std::string& indent, std::ostream
         n += snprintf(line + n, sizeof(line) - n, "   |");
         for (int c = 0; c < 4; c++) {
             n += snprintf(line + n, sizeof(line) - n, "%11d",
-                          getFixedPointFromFloat(matrix[4 * c + r]));
+                          huevane::getFixedPointFromFloat(matrix[4 * c + r]));
         }
         out << indent << line << "\n";
     }

@@ -26,7 +26,7 @@ struct HuevaneLutOrigin {
 
 struct HuevaneExplainFactor {
     HuevaneLutOrigin origin;  // the LUT that last set this source's matrix
-    mat4 matrix{};
+    huevane::mat4 matrix{};
 };
 
 struct HuevaneExplainEntry {
@@ -36,7 +36,7 @@ struct HuevaneExplainEntry {
     bool combined = false;    // made by a matrix stage
     // Left to right as the stage multiplies them: the first factor is the leftmost.
     std::vector<HuevaneExplainFactor> factors;
-    mat4 product{};
+    huevane::mat4 product{};
 };
 
 struct HuevaneExplanation {
@@ -55,6 +55,6 @@ bool explainStagedRequest(IHuevane& engine, const HuevaneCalibrationModel& model
 void writeExplanation(const HuevaneExplanation& explanation, bool json, std::ostream& out);
 
 // The 4x4 matrix as rows ("row r holds index 4c + r"), values and fixed-point numbers.
-void writeMatrixRows(const mat4& matrix, const std::string& indent, std::ostream& out);
+void writeMatrixRows(const huevane::mat4& matrix, const std::string& indent, std::ostream& out);
 
 #endif  // HUEVANE_TOOLS_HUEVANETOOLEXPLAIN_H

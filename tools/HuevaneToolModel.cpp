@@ -10,6 +10,7 @@
 #include <memory>
 #include <utility>
 
+#include "HuevaneDecimal.h"
 #include "HuevaneImplColorMode.h"
 #include "HuevaneImplColorModeXml.h"
 #include "HuevaneImplUtil.h"
@@ -76,7 +77,7 @@ bool isLutNode(const xmlNode* node) {
     return false;
 }
 
-using Places = std::map<HuevaneLutKey, std::vector<HuevaneLutPlace>>;
+using Places = std::map<huevane::HuevaneLutKey, std::vector<HuevaneLutPlace>>;
 
 void placeLutNodes(const xmlDoc* document, const xmlNode* first, std::vector<HuevaneLutPlace>* out) {
     out->clear();
@@ -98,7 +99,7 @@ Places placeLuts(HuevaneImplColorModeXml& reader, xmlDoc* document,
             !reader.isValidXmlProperties(child)) {
             continue;
         }
-        HuevaneLutKey key(reader.getColorModeFromXmlProperties(child).modeId,
+        huevane::HuevaneLutKey key(reader.getColorModeFromXmlProperties(child).modeId,
                           reader.getRenderIntentFromXmlProperties(child).intentId);
         HuevaneXmlDoc sub(reader.getSubXmlDoc(child));
         xmlDocPtr subDocument = sub.get();
@@ -155,7 +156,7 @@ HuevaneCalibrationModel loadCalibration(std::vector<std::string> names,
             HuevaneModelPair pair{mode, intent, {}};
             HuevaneDataLutList luts = reader.getDataLuts(mode.modeId, intent.intentId);
             const std::vector<HuevaneLutPlace>& where =
-                    places[HuevaneLutKey(mode.modeId, intent.intentId)];
+                    places[huevane::HuevaneLutKey(mode.modeId, intent.intentId)];
             for (size_t i = 0; i < luts.size(); i++) {
                 pair.luts.push_back({luts[i], i < where.size() ? where[i] : HuevaneLutPlace()});
             }
@@ -247,7 +248,7 @@ bool getLutValues(const std::string& text, std::vector<double>* values) {
         const char* begin = field.data();
         const char* end = begin + field.size();
         // Whole fields only: a word that starts with digits is not a value list.
-        if (field.empty() || !HuevaneImplUtil::parseDecimal(begin, end, &value) ||
+        if (field.empty() || !huevane::parseDecimal(begin, end, &value) ||
             field.find_first_not_of("+-0123456789") != std::string::npos) {
             values->clear();
             return false;

@@ -25,10 +25,10 @@ const char* const PRIMARY_NAMES[4] = {"red", "green", "blue", "white"};
 
 enum class LutShape { curve, matrix, text };
 
-LutShape shapeOf(const HuevaneDataLut& lut, std::vector<double>* values, mat4* matrix) {
+LutShape shapeOf(const HuevaneDataLut& lut, std::vector<double>* values, huevane::mat4* matrix) {
     bool enabled = false;
     if ((lut.first.id == PVX_NODE_GAMMA_MATRIX || lut.first.id == PVX_NODE_LINEAR_MATRIX) &&
-        getMatrixFromText(lut.second, &enabled, matrix)) {
+        huevane::getMatrixFromText(lut.second, &enabled, matrix)) {
         return LutShape::matrix;
     }
     return getLutValues(lut.second, values) ? LutShape::curve : LutShape::text;
@@ -36,7 +36,7 @@ LutShape shapeOf(const HuevaneDataLut& lut, std::vector<double>* values, mat4* m
 
 bool isShown(const HuevaneModelLut& lut, const HuevanePlotOptions& options) {
     std::vector<double> values;
-    mat4 matrix;
+    huevane::mat4 matrix;
     if (!options.node.empty() && getNodeLabel(lut.lut.first.id) != options.node) return false;
     return options.matrices || shapeOf(lut.lut, &values, &matrix) != LutShape::matrix;
 }
@@ -104,7 +104,7 @@ std::string swatch(int x, int y, const std::array<float, 3>& rgb) {
            channel(rgb[2]) + ")'/>\n";
 }
 
-std::string matrixPanel(const HuevaneModelLut& lut, const mat4& matrix, int y) {
+std::string matrixPanel(const HuevaneModelLut& lut, const huevane::mat4& matrix, int y) {
     std::string svg = title(lut, y);
     svg += textAt(10, y + 40, "matrix (rows)");
     for (int r = 0; r < 4; r++) {
@@ -150,7 +150,7 @@ std::string escapeMarkup(const std::string& text) {
     return out;
 }
 
-std::array<std::array<float, 3>, 4> getMatrixPrimaries(const mat4& m) {
+std::array<std::array<float, 3>, 4> getMatrixPrimaries(const huevane::mat4& m) {
     std::array<std::array<float, 3>, 4> out{};
     for (int p = 0; p < 4; p++) {
         for (int i = 0; i < 3; i++) {
@@ -176,7 +176,7 @@ std::string plotPairSvg(const HuevaneModelPair& pair, const HuevanePlotOptions& 
     for (const HuevaneModelLut& lut : pair.luts) {
         if (!isShown(lut, options)) continue;
         std::vector<double> values;
-        mat4 matrix;
+        huevane::mat4 matrix;
         switch (shapeOf(lut.lut, &values, &matrix)) {
             case LutShape::curve:
                 body += curvePanel(lut, values, y);

@@ -23,7 +23,7 @@ size_t countPlottedLuts(const HuevaneModelPair& pair, const HuevanePlotOptions& 
 std::string plotPairSvg(const HuevaneModelPair& pair, const HuevanePlotOptions& options);
 
 // What the matrix (read column-major) makes of red, green, blue and white: out = M (r, g, b, 1).
-std::array<std::array<float, 3>, 4> getMatrixPrimaries(const mat4& matrix);
+std::array<std::array<float, 3>, 4> getMatrixPrimaries(const huevane::mat4& matrix);
 
 // Text made safe for XML and HTML character data and attribute values.
 std::string escapeMarkup(const std::string& text);

@@ -68,7 +68,7 @@ std::string number(float value) {
     return text;
 }
 
-std::string matrixTable(const HuevaneModelLut& lut, const mat4& m) {
+std::string matrixTable(const HuevaneModelLut& lut, const huevane::mat4& m) {
     std::string html = "<p>" + escapeMarkup(getNodeLabel(lut.lut.first.id)) + " at " +
                        escapeMarkup(placeText(lut.place, true)) + "</p>\n<table>\n";
     html += row({"column 0", "column 1", "column 2", "column 3", "makes of", "r", "g", "b"}, "th");
@@ -97,10 +97,10 @@ std::string pairSection(const HuevaneModelPair& pair) {
     if (countPlottedLuts(pair, options) > 0) html += plotPairSvg(pair, options);
     for (const HuevaneModelLut& lut : pair.luts) {
         bool enabled = false;
-        mat4 matrix;
+        huevane::mat4 matrix;
         const uint8_t id = lut.lut.first.id;
         if ((id == PVX_NODE_GAMMA_MATRIX || id == PVX_NODE_LINEAR_MATRIX) &&
-            getMatrixFromText(lut.lut.second, &enabled, &matrix)) {
+            huevane::getMatrixFromText(lut.lut.second, &enabled, &matrix)) {
             html += matrixTable(lut, matrix);
         }
     }

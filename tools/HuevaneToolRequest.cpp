@@ -64,7 +64,7 @@ bool readTransform(HuevaneToolContext& context, const std::vector<std::string>& 
             context.diagnostics.error(getElementName(i) + ": '" + values[i] + "' is not a number");
             return false;
         }
-        if (!isFixedPointInRange(value)) {
+        if (!huevane::isFixedPointInRange(value)) {
             context.diagnostics.warning(
                     getElementName(i) + " is " + values[i] +
                     (std::isnan(value) ? ": the library writes it as 0"
@@ -111,9 +111,9 @@ bool readExtension(HuevaneToolContext& context, const std::string& argument,
         extension.text = file.bytes;
     }
     bool enabled = false;
-    mat4 matrix;
+    huevane::mat4 matrix;
     if ((extension.id == PVX_NODE_GAMMA_MATRIX || extension.id == PVX_NODE_LINEAR_MATRIX) &&
-        !getMatrixFromText(extension.text, &enabled, &matrix)) {
+        !huevane::getMatrixFromText(extension.text, &enabled, &matrix)) {
         context.diagnostics.warning("--extension " + getNodeLabel(extension.id) +
                                     ": not a matrix text (a flag and 16 fixed-point numbers); "
                                     "it is sent as it is instead of being combined");

@@ -1,18 +1,13 @@
 #include "HuevaneTestSupport.h"
 
 #include <android/log.h>
-#include <ftw.h>
-#include <gtest/gtest.h>
-#include <sys/stat.h>
+#include <sys/mman.h>
 #include <unistd.h>
 
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
 #include <sstream>
 
-#include "HuevaneImplUtil.h"
 #include "HuevaneLogSink.h"
 
 namespace {
@@ -20,19 +15,9 @@ namespace {
 LogCapture* gActiveCapture = nullptr;
 
 bool captureLine(const HuevaneLogRecord& record) {
-    if (gActiveCapture != nullptr) gActiveCapture->add({record.priority, record.tag, record.message});
+    if (gActiveCapture != nullptr)
+        gActiveCapture->add({record.priority, record.tag, record.message});
     return false;
-}
-
-void makeParents(const std::string& path) {
-    for (size_t slash = path.find('/', 1); slash != std::string::npos;
-         slash = path.find('/', slash + 1)) {
-        mkdir(path.substr(0, slash).c_str(), 0755);
-    }
-}
-
-int removeEntry(const char* path, const struct stat*, int, struct FTW*) {
-    return remove(path);
 }
 
 }  // namespace
@@ -63,43 +48,23 @@ int LogCapture::count(int priority, const std::string& message) const {
     return n;
 }
 
-DeviceTree::DeviceTree() {
-    // The test runner's scratch folder: /tmp has no place on a device.
-    std::string pattern = ::testing::TempDir() + "huevane-device-XXXXXX";
-    std::vector<char> buffer(pattern.begin(), pattern.end());
-    buffer.push_back('\0');
-    if (mkdtemp(buffer.data()) == nullptr) {
-        perror("mkdtemp");
-        abort();
-    }
-    mRoot = buffer.data();
-    HuevaneImplUtil::setDeviceRoot(mRoot);
+GuardedBytes::GuardedBytes(const std::string& bytes) : GuardedBytes(bytes.data(), bytes.size()) {}
+
+GuardedBytes::GuardedBytes(const void* bytes, size_t size) : mSize(size) {
+    const size_t page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
+    const size_t dataPages = (size + page - 1) / page;
+    mMappingSize = (dataPages + 1) * page;
+    void* mapping =
+            mmap(nullptr, mMappingSize, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    if (mapping == MAP_FAILED) abort();
+    mMapping = static_cast<uint8_t*>(mapping);
+    if (mprotect(mMapping + dataPages * page, page, PROT_NONE) != 0) abort();
+    mData = mMapping + dataPages * page - size;
+    if (size > 0) memcpy(mData, bytes, size);
 }
 
-DeviceTree::~DeviceTree() {
-    HuevaneImplUtil::setDeviceRoot("");
-    nftw(mRoot.c_str(), removeEntry, 16, FTW_DEPTH | FTW_PHYS);
-}
-
-void DeviceTree::writeFile(const std::string& devicePath, const std::string& content) const {
-    std::string path = hostPath(devicePath);
-    makeParents(path);
-    std::ofstream out(path, std::ios::binary | std::ios::trunc);
-    out.write(content.data(), static_cast<std::streamsize>(content.size()));
-}
-
-void DeviceTree::removeFile(const std::string& devicePath) const {
-    unlink(hostPath(devicePath).c_str());
-}
-
-void DeviceTree::writeCalibration(uint32_t display, const std::string& content) const {
-    writeFile("/vendor/etc/pvx/calib_data_colormode" + std::to_string(display) + ".xml", content);
-}
-
-void DeviceTree::writeTargetName(uint32_t display, const std::string& content) const {
-    std::string node = display == 0 ? "/sys/class/pvx/pvx/xml"
-                                    : "/sys/class/pvx/pvx" + std::to_string(display) + "/xml";
-    writeFile(node, content);
+GuardedBytes::~GuardedBytes() {
+    munmap(mMapping, mMappingSize);
 }
 
 std::vector<uint8_t> headerBytes(const pvx_colormode_data_header& header) {

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "HuevaneDataLut.h"
+#include "HuevaneDeviceTree.h"
 
 struct LogLine {
     int priority;
@@ -16,7 +17,7 @@ struct LogLine {
 
 // Collects every line written through liblog while it lives (debug priority included).
 class LogCapture {
-public:
+  public:
     LogCapture();
     ~LogCapture();
     LogCapture(const LogCapture&) = delete;
@@ -30,31 +31,30 @@ public:
 
     void add(const LogLine& line) { mLines.push_back(line); }
 
-private:
+  private:
     std::vector<LogLine> mLines;
     int mPreviousMinimum;
 };
 
-// A temporary folder that stands for the device's "/" while it lives.
-class DeviceTree {
-public:
-    DeviceTree();
-    ~DeviceTree();
-    DeviceTree(const DeviceTree&) = delete;
-    DeviceTree& operator=(const DeviceTree&) = delete;
+// Bytes that end right before an unreadable (PROT_NONE) page: a read or write one byte past them
+// faults at once instead of passing unnoticed.
+class GuardedBytes {
+  public:
+    explicit GuardedBytes(const std::string& bytes);
+    GuardedBytes(const void* bytes, size_t size);
+    ~GuardedBytes();
+    GuardedBytes(const GuardedBytes&) = delete;
+    GuardedBytes& operator=(const GuardedBytes&) = delete;
 
-    const std::string& root() const { return mRoot; }
-    std::string hostPath(const std::string& devicePath) const { return mRoot + devicePath; }
-    // Writes `content` at a device path such as "/vendor/etc/pvx/calib_data_colormode0.xml",
-    // creating the folders on the way.
-    void writeFile(const std::string& devicePath, const std::string& content) const;
-    void removeFile(const std::string& devicePath) const;
-    // The calibration file of `display` under its default name.
-    void writeCalibration(uint32_t display, const std::string& content) const;
-    void writeTargetName(uint32_t display, const std::string& content) const;
+    uint8_t* data() const { return mData; }
+    size_t size() const { return mSize; }
+    const char* text() const { return reinterpret_cast<const char*>(mData); }
 
-private:
-    std::string mRoot;
+  private:
+    uint8_t* mMapping;
+    size_t mMappingSize;
+    uint8_t* mData;
+    size_t mSize;
 };
 
 // The bytes of a data-LUT header, for comparing against the documented wire bytes.

@@ -274,7 +274,7 @@ TEST_F(ToolViews, PlotOfEverySamplePairParsesWithOneCurvePerValueList) {
 }
 
 TEST_F(ToolViews, MatrixPrimariesFollowTheColumnMajorReading) {
-    const mat4 m = {0.5f, 0, 0, 0, 0.25f, 1, 0, 0, 0, 0, 2, 0, 0.125f, 0, 0, 1};
+    const huevane::mat4 m = {0.5f, 0, 0, 0, 0.25f, 1, 0, 0, 0, 0, 2, 0, 0.125f, 0, 0, 1};
     const auto p = getMatrixPrimaries(m);
     EXPECT_EQ(p[0], (std::array<float, 3>{0.625f, 0, 0}));
     EXPECT_EQ(p[1], (std::array<float, 3>{0.375f, 1, 0}));
