@@ -8,9 +8,9 @@
 #include <cctype>
 #include <cerrno>
 #include <cmath>
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
-#include <cstdint>
 #include <map>
 #include <set>
 #include <unordered_map>
@@ -22,11 +22,11 @@
 #include "HuevaneImplColorModeXml.h"
 #include "HuevaneImplColorModeXmlBase.h"
 #include "HuevaneImplTransform.h"
-#include "HuevaneXmlError.h"
 #include "HuevaneImplUtil.h"
 #include "HuevaneMatrixText.h"
 #include "HuevaneParcel.h"
 #include "HuevaneToolFile.h"
+#include "HuevaneXmlError.h"
 
 namespace {
 
@@ -46,8 +46,7 @@ bool hasFieldOutOfRange(const std::string& text) {
         const char* comma = p;
         while (comma < end && *comma != ',') comma++;
         int64_t number = 0;
-        if (huevane::parseDecimal(p, comma, &number) &&
-            (number < INT32_MIN || number > INT32_MAX)) {
+        if (huevane::parseDecimal(p, comma, &number) && (number < INT32_MIN || number > INT32_MAX)) {
             return true;
         }
         p = comma + 1;
@@ -150,7 +149,8 @@ void CalibrationLint::onXmlError(void* context, HuevaneXmlErrorPtr error) {
         message.pop_back();
     }
     bool warning = error->level == XML_ERR_WARNING;
-    lint->report(warning ? "xml-warning" : "xml-error", lint->mParsing, error->line, warning ? HuevaneSeverity::WARNING : HuevaneSeverity::ERROR,
+    lint->report(warning ? "xml-warning" : "xml-error", lint->mParsing, error->line,
+                 warning ? HuevaneSeverity::WARNING : HuevaneSeverity::ERROR,
                  "XML: " + message + (warning ? "" : " (the library cannot read this document)"));
 }
 
@@ -172,7 +172,8 @@ void CalibrationLint::run() {
     if (document == nullptr) return;
     xmlNodePtr root = xmlDocGetRootElement(document);
     if (root == nullptr) {
-        report("document-empty", mPath, 1, HuevaneSeverity::ERROR, "no root element: the library reads an empty document");
+        report("document-empty", mPath, 1, HuevaneSeverity::ERROR,
+               "no root element: the library reads an empty document");
     } else if (!isElement(root, "Calib_Data")) {
         report("root-wrong", mPath, xmlGetLineNo(root), HuevaneSeverity::ERROR,
                "root element is <" + nameOf(root) +
@@ -191,7 +192,9 @@ void CalibrationLint::run() {
                        "<" + nameOf(child) + "> is not a mode node: the library ignores it");
             }
         }
-        if (mKeys.empty()) report("modes-none", mPath, xmlGetLineNo(root), HuevaneSeverity::WARNING, "no usable mode node");
+        if (mKeys.empty())
+            report("modes-none", mPath, xmlGetLineNo(root), HuevaneSeverity::WARNING,
+                   "no usable mode node");
         checkParcelRoom();
     }
     xmlFreeDoc(document);
@@ -224,11 +227,11 @@ uint32_t CalibrationLint::checkNumber(const std::string& file, xmlNodePtr node,
     std::string text;
     HuevaneImplColorModeXmlBase::getTextFromXmlProperty(node, property, &text);
     int64_t number = 0;
-    const bool digits =
-            huevane::parseDecimal(text.data(), text.data() + text.size(), &number);
+    const bool digits = huevane::parseDecimal(text.data(), text.data() + text.size(), &number);
     const std::string quoted = std::string(property) + "='" + text + "'";
     if (value == PVX_VALUE_ABSENT && !(digits && number == -1)) {
-        report(digits ? "number-range" : "number-invalid", file, xmlGetLineNo(node), HuevaneSeverity::ERROR,
+        report(digits ? "number-range" : "number-invalid", file, xmlGetLineNo(node),
+               HuevaneSeverity::ERROR,
                quoted + (digits ? " is outside the signed 32-bit range" : " is not a number") +
                        ": it reads as absent (4294967295)");
     } else if (!isPlainDecimal(text)) {
@@ -398,8 +401,7 @@ bool CalibrationLint::lintSubDocument(xmlNodePtr node, int64_t* sum) {
                "subxml='" + subXml + "' is not a file name: the library ignores it");
         return false;
     }
-    const std::vector<std::string> names =
-            HuevaneImplColorModeXml::getSubXmlNames({mPath}, subXml);
+    const std::vector<std::string> names = HuevaneImplColorModeXml::getSubXmlNames({mPath}, subXml);
     if (names.empty()) {
         report("subxml-name", mPath, line, HuevaneSeverity::WARNING,
                "subxml given, but the file name has no .xml to derive "

@@ -63,7 +63,8 @@ void appendMatrix(const HuevaneDecodedEntry& entry, std::string* out) {
         const huevane::mat4& m = entry.matrix;
         snprintf(line, sizeof(line), "            %10.6f %10.6f %10.6f %10.6f   | %9d %9d %9d %9d\n",
                  m[r], m[4 + r], m[8 + r], m[12 + r], huevane::getFixedPointFromFloat(m[r]),
-                 huevane::getFixedPointFromFloat(m[4 + r]), huevane::getFixedPointFromFloat(m[8 + r]),
+                 huevane::getFixedPointFromFloat(m[4 + r]),
+                 huevane::getFixedPointFromFloat(m[8 + r]),
                  huevane::getFixedPointFromFloat(m[12 + r]));
         *out += line;
     }
@@ -158,7 +159,8 @@ HuevaneJson getParcelJson(const HuevaneDecodedParcel& parcel) {
                          {"num_data", +h.num_data},     {"magic_word", +h.magic_word}};
     }
     out["entries"] = HuevaneJson::array();
-    for (const HuevaneDecodedEntry& entry : parcel.entries) out["entries"].push_back(getEntryJson(entry));
+    for (const HuevaneDecodedEntry& entry : parcel.entries)
+        out["entries"].push_back(getEntryJson(entry));
     out["errors"] = parcel.errors;
     out["warnings"] = parcel.warnings;
     return out;

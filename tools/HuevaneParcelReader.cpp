@@ -14,7 +14,6 @@ std::string format(const char* pattern, long long a, long long b = 0, long long 
     return text;
 }
 
-
 void checkParcelHeader(HuevaneDecodedParcel* parcel) {
     const pvx_colormode_parcel_header& h = parcel->header;
     if (h.magic != PVX_DATA_MAGIC)
@@ -126,7 +125,6 @@ HuevaneDecodedParcel readParcel(const uint8_t* data, size_t size) {
     }
     return parcel;
 }
-
 
 const char* getParcelNodeName(uint8_t id) {
     const char* name = HuevaneImplColorModeXml::getPvxColorModeNode(id);

@@ -3,7 +3,6 @@
 #include "HuevaneTool.h"
 
 #include <CLI/CLI.hpp>
-
 #include <cerrno>
 #include <cstring>
 #include <exception>
@@ -109,10 +108,9 @@ void HuevaneToolMain::build() {
 int HuevaneToolMain::usageError(const std::string& message, const CLI::App* command) {
     // The formatter names only the subcommand; say where it sits.
     const std::string usage =
-            command != nullptr
-                    ? CLI::Formatter().make_usage(command, "huevane-tool [OPTIONS] " +
-                                                                   command->get_name())
-                    : CLI::Formatter().make_usage(&mApp, "huevane-tool");
+            command != nullptr ? CLI::Formatter().make_usage(
+                                         command, "huevane-tool [OPTIONS] " + command->get_name())
+                               : CLI::Formatter().make_usage(&mApp, "huevane-tool");
     mErr << "huevane-tool: error: " << message << "\n" << usage;
     mErr << "run 'huevane-tool help" << (command != nullptr ? " " + command->get_name() : "")
          << "' for more\n";
@@ -136,8 +134,8 @@ int HuevaneToolMain::runHelp() {
 int HuevaneToolMain::runCommand(const Registered& registered) {
     HuevaneDiagnostics diagnostics(mErr, mCommon.strict);
     std::ofstream file;
-    const bool toFile = !registered.command->handlesOutput && !mCommon.output.empty() &&
-                        mCommon.output != "-";
+    const bool toFile =
+            !registered.command->handlesOutput && !mCommon.output.empty() && mCommon.output != "-";
     if (toFile) {
         file.open(mCommon.output, std::ios::binary);
         if (!file) {

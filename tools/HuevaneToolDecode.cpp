@@ -1,7 +1,6 @@
 // `decode`: reads a parcel back from a file and checks it: headers, node names, sizes, CRCs, and
 // matrix texts as 4x4 matrices.
 #include <CLI/CLI.hpp>
-
 #include <memory>
 
 #include "HuevaneParcel.h"

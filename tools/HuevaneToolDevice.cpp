@@ -10,8 +10,8 @@
 
 #include "HuevaneImplColorMode.h"
 #include "HuevaneImplColorModeXmlBase.h"
-#include "HuevaneImplementation.h"
 #include "HuevaneImplUtil.h"
+#include "HuevaneImplementation.h"
 #include "HuevaneLogSink.h"
 #include "HuevaneXmlError.h"
 
@@ -130,7 +130,8 @@ void HuevaneToolDevice::readDocuments() {
         if (!mXmlReported.insert(file + ":" + text).second) continue;
         // A sub document the library does without is a warning; a calibration document it
         // cannot use is an error even when the next candidate stands in for it.
-        sub ? mContext.diagnostics.warning(file, 0, text) : mContext.diagnostics.error(file, 0, text);
+        sub ? mContext.diagnostics.warning(file, 0, text)
+            : mContext.diagnostics.error(file, 0, text);
     }
 }
 // The candidates the reader never found; those it found were reported with their outcome.

@@ -3,7 +3,6 @@
 #include <sys/stat.h>
 
 #include <CLI/CLI.hpp>
-
 #include <cstdio>
 #include <fstream>
 #include <memory>
@@ -33,8 +32,8 @@ bool describeTextChange(uint8_t id, const std::string& x, const std::string& y,
     bool enabledX = false, enabledY = false;
     huevane::mat4 mx, my;
     if ((id == PVX_NODE_GAMMA_MATRIX || id == PVX_NODE_LINEAR_MATRIX) &&
-        huevane::getMatrixFromText(x, &enabledX, &mx) && huevane::getMatrixFromText(y, &enabledY, &my) &&
-        enabledX == enabledY && mx == my) {
+        huevane::getMatrixFromText(x, &enabledX, &mx) &&
+        huevane::getMatrixFromText(y, &enabledY, &my) && enabledX == enabledY && mx == my) {
         return false;
     }
     std::vector<std::string> fx = getLutFields(x), fy = getLutFields(y);
@@ -136,7 +135,8 @@ void diffModes(const HuevaneCalibrationModel& a, const HuevaneCalibrationModel& 
         }
     }
     for (const HuevaneMode& mb : b.modes) {
-        if (findMode(a.modes, mb.modeId) == nullptr) out->push_back(modeDifference("mode_added", mb));
+        if (findMode(a.modes, mb.modeId) == nullptr)
+            out->push_back(modeDifference("mode_added", mb));
     }
 }
 
@@ -278,9 +278,9 @@ bool loadParcel(const std::string& path, HuevaneDecodedParcel* parcel,
     for (const HuevaneDecodedEntry& entry : parcel->entries) whole &= entry.hasText;
     if (!whole) {
         diagnostics.error(path, 0,
-                          "not a whole parcel: " +
-                                  (parcel->errors.empty() ? std::string("an entry cannot be read")
-                                                          : parcel->errors[0]));
+                          "not a whole parcel: " + (parcel->errors.empty()
+                                                            ? std::string("an entry cannot be read")
+                                                            : parcel->errors[0]));
     }
     return whole;
 }
@@ -312,8 +312,7 @@ std::vector<HuevaneDifference> diffParcels(const HuevaneDecodedParcel& a,
             HuevaneDifference d;
             d.kind = k < a.entries.size() ? "entry_removed" : "entry_added";
             d.entry = entry;
-            d.detail = getNodeLabel(only.header.id) + " at offset " +
-                       std::to_string(only.offset);
+            d.detail = getNodeLabel(only.header.id) + " at offset " + std::to_string(only.offset);
             out.push_back(d);
             continue;
         }
@@ -384,8 +383,7 @@ HuevaneToolRun setupDiffCommand(CLI::App& command) {
             "added, removed or changed, with both line numbers. Two parcels are compared entry\n"
             "by entry. Exit status as diff's: 0 same, 1 different, 2 trouble.");
     auto options = std::make_shared<DiffOptions>();
-    command.add_option("A", options->a, "calibration document, device root or parcel")
-            ->required();
+    command.add_option("A", options->a, "calibration document, device root or parcel")->required();
     command.add_option("B", options->b, "the same kind of input as A")->required();
     return [options](HuevaneToolContext& context) {
         HuevaneLibraryLogGuard quiet(context.common.logLevel);

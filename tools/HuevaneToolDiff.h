@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "HuevaneToolCommand.h"
 #include "HuevaneParcelReader.h"
+#include "HuevaneToolCommand.h"
 #include "HuevaneToolModel.h"
 
 struct HuevaneDifference {
@@ -19,12 +19,12 @@ struct HuevaneDifference {
     std::string kind;
     int64_t modeId = -1;  // -1: not about one mode
     int64_t intentId = -1;
-    int64_t entry = -1;   // parcel entry index
-    std::string node;     // LUT node name, or the parcel field
+    int64_t entry = -1;  // parcel entry index
+    std::string node;    // LUT node name, or the parcel field
     std::vector<int> attrs;
     HuevaneLutPlace a, b;  // where the thing stands in A and in B (line 0: not there)
     std::string detail;
-    int64_t index = -1;   // first differing value
+    int64_t index = -1;  // first differing value
     std::string aValue, bValue;
 };
 

@@ -1,7 +1,6 @@
 #include "HuevaneToolExplain.h"
 
 #include <CLI/CLI.hpp>
-
 #include <cstdio>
 #include <cstring>
 #include <memory>
@@ -115,10 +114,13 @@ std::vector<HuevaneExplainEntry> assemble(HuevaneImplementation& engine,
         size_t i = 0;
         while (i < list.size() && !engine.compareDataLut(list[i], entry.lut)) i++;
         engine.putDataLut(list, entry.lut);
-        if (i == accounts.size()) accounts.push_back(entry);
-        else accounts[i] = entry;
+        if (i == accounts.size())
+            accounts.push_back(entry);
+        else
+            accounts[i] = entry;
     };
-    for (int kind : {huevane::SOURCE_KIND_COLOR_MODE, huevane::SOURCE_KIND_TRANSFORM, huevane::SOURCE_KIND_EXTENSION}) {
+    for (int kind : {huevane::SOURCE_KIND_COLOR_MODE, huevane::SOURCE_KIND_TRANSFORM,
+                     huevane::SOURCE_KIND_EXTENSION}) {
         for (const StagedLut& staged : stagedLuts(model, request, kind)) {
             if (gamma.offer(staged) || linear.offer(staged)) continue;
             HuevaneExplainEntry entry;
@@ -190,9 +192,8 @@ void writeText(const HuevaneExplanation& explanation, std::ostream& out) {
     for (size_t k = 0; k < explanation.entries.size(); k++) {
         const HuevaneExplainEntry& entry = explanation.entries[k];
         const pvx_colormode_data_header& h = entry.lut.first;
-        out << "LUT " << k << "       " << getNodeLabel(h.id) << " (node " << int(h.id)
-            << ") attr " << attrText(h) << " at offset " << entry.offset << ", "
-            << h.total_size << " bytes\n";
+        out << "LUT " << k << "       " << getNodeLabel(h.id) << " (node " << int(h.id) << ") attr "
+            << attrText(h) << " at offset " << entry.offset << ", " << h.total_size << " bytes\n";
         if (!entry.combined) {
             out << "  from      " << originText(entry.origin) << "\n";
             continue;
@@ -216,7 +217,8 @@ HuevaneJson originJson(const HuevaneLutOrigin& origin) {
         json["file"] = origin.place.file;
         json["line"] = origin.place.line;
     }
-    if (origin.sourceKind == huevane::SOURCE_KIND_EXTENSION) json["extension_entry"] = origin.extensionEntry;
+    if (origin.sourceKind == huevane::SOURCE_KIND_EXTENSION)
+        json["extension_entry"] = origin.extensionEntry;
     return json;
 }
 
@@ -230,14 +232,11 @@ void writeJsonDocument(const HuevaneExplanation& explanation, std::ostream& out)
     HuevaneJson entries = HuevaneJson::array();
     for (const HuevaneExplainEntry& entry : explanation.entries) {
         const pvx_colormode_data_header& h = entry.lut.first;
-        HuevaneJson item = {{"offset", entry.offset},
-                               {"id", h.id},
-                               {"node", getNodeLabel(h.id)},
-                               {"attr", {h.attr0, h.attr1, h.attr2, h.attr3}},
-                               {"total_size", h.total_size},
-                               {"crc", h.crc},
-                               {"from", originJson(entry.origin)},
-                               {"combined", entry.combined}};
+        HuevaneJson item = {
+                {"offset", entry.offset},           {"id", h.id},
+                {"node", getNodeLabel(h.id)},       {"attr", {h.attr0, h.attr1, h.attr2, h.attr3}},
+                {"total_size", h.total_size},       {"crc", h.crc},
+                {"from", originJson(entry.origin)}, {"combined", entry.combined}};
         if (entry.combined) {
             HuevaneJson factors = HuevaneJson::array();
             for (const HuevaneExplainFactor& factor : entry.factors) {

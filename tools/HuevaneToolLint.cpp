@@ -1,7 +1,6 @@
 // `lint`: checks calibration documents for what the library would skip silently or refuse at
 // run time; a gate for calibration CI. Errors exit 1; warnings too under --strict.
 #include <CLI/CLI.hpp>
-
 #include <memory>
 
 #include "HuevaneCalibrationLint.h"

@@ -100,7 +100,7 @@ Places placeLuts(HuevaneImplColorModeXml& reader, xmlDoc* document,
             continue;
         }
         huevane::HuevaneLutKey key(reader.getColorModeFromXmlProperties(child).modeId,
-                          reader.getRenderIntentFromXmlProperties(child).intentId);
+                                   reader.getRenderIntentFromXmlProperties(child).intentId);
         HuevaneXmlDoc sub(reader.getSubXmlDoc(child));
         xmlDocPtr subDocument = sub.get();
         xmlNodePtr first = sub ? reader.getSubXmlNode(subDocument) : nullptr;
@@ -190,8 +190,7 @@ std::string placeText(const HuevaneLutPlace& place, bool brief) {
            std::to_string(place.line);
 }
 
-const HuevaneModelPair* HuevaneCalibrationModel::findPair(uint32_t modeId,
-                                                         uint32_t intentId) const {
+const HuevaneModelPair* HuevaneCalibrationModel::findPair(uint32_t modeId, uint32_t intentId) const {
     for (const HuevaneModelPair& pair : pairs) {
         if (pair.mode.modeId == modeId && pair.intent.intentId == intentId) return &pair;
     }

@@ -1,7 +1,6 @@
 // `modes`: the colour modes and, under each, its render intents, as getColorModes() and
 // getRenderIntents() return them, with the calibration documents the library opened.
 #include <CLI/CLI.hpp>
-
 #include <cstdio>
 
 #include "HuevaneToolCommand.h"
@@ -42,8 +41,8 @@ void writeModesJson(HuevaneToolContext& context, HuevaneToolDevice& device) {
         entry["gamut_id"] = mode.gamutId;
         entry["intents"] = HuevaneJson::array();
         for (const DisplayRenderIntent& intent : device.getEngine().getRenderIntents(mode.modeId)) {
-            entry["intents"].push_back({{"intent_id", intent.intentId},
-                                        {"intent_name", intent.intentName}});
+            entry["intents"].push_back(
+                    {{"intent_id", intent.intentId}, {"intent_name", intent.intentName}});
         }
         document["modes"].push_back(entry);
     }

@@ -1,7 +1,6 @@
 // `parcel`: drives one engine through the real IHuevane calls and builds one parcel; prints it
 // decoded, or writes its raw bytes with -o.
 #include <CLI/CLI.hpp>
-
 #include <cerrno>
 #include <cstdio>
 #include <cstring>

@@ -1,7 +1,6 @@
 #include "HuevaneToolPlot.h"
 
 #include <CLI/CLI.hpp>
-
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
@@ -74,8 +73,8 @@ std::string curvePanel(const HuevaneModelLut& lut, const std::vector<double>& va
     if (high == low) high = low + 1;
     const double last = values.size() > 1 ? static_cast<double>(values.size() - 1) : 1;
     std::string svg = title(lut, y);
-    svg += "<path class='axis' d='M" + std::to_string(LEFT) + " " + std::to_string(y + TOP) +
-           "V" + std::to_string(y + BOTTOM) + "H" + std::to_string(RIGHT) + "'/>\n";
+    svg += "<path class='axis' d='M" + std::to_string(LEFT) + " " + std::to_string(y + TOP) + "V" +
+           std::to_string(y + BOTTOM) + "H" + std::to_string(RIGHT) + "'/>\n";
     svg += "<polyline class='curve' points='";
     for (size_t i = 0; i < values.size(); i++) {
         double px = LEFT + (RIGHT - LEFT) * static_cast<double>(i) / last;
@@ -87,8 +86,8 @@ std::string curvePanel(const HuevaneModelLut& lut, const std::vector<double>& va
     svg += textAt(LEFT - 4, y + BOTTOM, number(low), "end");
     svg += textAt(LEFT, y + BOTTOM + 14, "0", "middle");
     svg += textAt(RIGHT, y + BOTTOM + 14, std::to_string(values.size() - 1), "middle");
-    svg += textAt((LEFT + RIGHT) / 2, y + BOTTOM + 28, "index (" +
-                  std::to_string(values.size()) + " values)", "middle");
+    svg += textAt((LEFT + RIGHT) / 2, y + BOTTOM + 28,
+                  "index (" + std::to_string(values.size()) + " values)", "middle");
     svg += "<text x='16' y='" + std::to_string(y + (TOP + BOTTOM) / 2) +
            "' text-anchor='middle' transform='rotate(-90 16 " +
            std::to_string(y + (TOP + BOTTOM) / 2) + ")'>value</text>\n";
@@ -97,7 +96,8 @@ std::string curvePanel(const HuevaneModelLut& lut, const std::vector<double>& va
 
 std::string swatch(int x, int y, const std::array<float, 3>& rgb) {
     auto channel = [](float v) {
-        return std::to_string(static_cast<int>(std::lround(std::min(1.0f, std::max(0.0f, v)) * 255)));
+        return std::to_string(
+                static_cast<int>(std::lround(std::min(1.0f, std::max(0.0f, v)) * 255)));
     };
     return "<rect x='" + std::to_string(x) + "' y='" + std::to_string(y) +
            "' width='14' height='14' fill='rgb(" + channel(rgb[0]) + "," + channel(rgb[1]) + "," +
@@ -119,16 +119,17 @@ std::string matrixPanel(const HuevaneModelLut& lut, const huevane::mat4& matrix,
         std::array<float, 3> in = {p == 0 || p == 3 ? 1.0f : 0.0f, p == 1 || p == 3 ? 1.0f : 0.0f,
                                    p == 2 || p == 3 ? 1.0f : 0.0f};
         svg += swatch(x, row - 11, in) + swatch(x + 18, row - 11, primaries[p]);
-        svg += textAt(x + 40, row, std::string(PRIMARY_NAMES[p]) + " -> (" +
-                      number(primaries[p][0]) + ", " + number(primaries[p][1]) + ", " +
-                      number(primaries[p][2]) + ")");
+        svg += textAt(x + 40, row,
+                      std::string(PRIMARY_NAMES[p]) + " -> (" + number(primaries[p][0]) + ", " +
+                              number(primaries[p][1]) + ", " + number(primaries[p][2]) + ")");
     }
     return svg;
 }
 
 std::string textPanel(const HuevaneModelLut& lut, int y) {
-    return title(lut, y) + textAt(10, y + 40, "text of " + std::to_string(lut.lut.second.size()) +
-                                                      " bytes, not a list of numbers");
+    return title(lut, y) + textAt(10, y + 40,
+                                  "text of " + std::to_string(lut.lut.second.size()) +
+                                          " bytes, not a list of numbers");
 }
 
 }  // namespace
@@ -137,11 +138,21 @@ std::string escapeMarkup(const std::string& text) {
     std::string out;
     for (char c : text) {
         switch (c) {
-            case '&': out += "&amp;"; break;
-            case '<': out += "&lt;"; break;
-            case '>': out += "&gt;"; break;
-            case '\'': out += "&#39;"; break;
-            case '"': out += "&quot;"; break;
+            case '&':
+                out += "&amp;";
+                break;
+            case '<':
+                out += "&lt;";
+                break;
+            case '>':
+                out += "&gt;";
+                break;
+            case '\'':
+                out += "&#39;";
+                break;
+            case '"':
+                out += "&quot;";
+                break;
             default:
                 // Control bytes are not allowed in XML at all.
                 out += static_cast<unsigned char>(c) < 0x20 && c != '\n' && c != '\t' ? '?' : c;
@@ -200,10 +211,10 @@ std::string plotPairSvg(const HuevaneModelPair& pair, const HuevanePlotOptions& 
            ".curve{fill:none;stroke:#1565c0;stroke-width:1.2}</style>\n";
     svg += "<rect width='100%' height='100%' fill='white'/>\n";
     if (options.xmlDeclaration) {
-        svg += textAt(10, 18, "mode " + std::to_string(pair.mode.modeId) + " " +
-                                      pair.mode.modeName + ", intent " +
-                                      std::to_string(pair.intent.intentId) + " " +
-                                      pair.intent.intentName);
+        svg += textAt(10, 18,
+                      "mode " + std::to_string(pair.mode.modeId) + " " + pair.mode.modeName +
+                              ", intent " + std::to_string(pair.intent.intentId) + " " +
+                              pair.intent.intentName);
     }
     return svg + body + "</svg>\n";
 }
@@ -219,10 +230,10 @@ const HuevaneModelPair* findToolPair(HuevaneToolContext& context,
         offered += (offered.empty() ? "" : ", ") + std::to_string(other.mode.modeId) + "/" +
                    std::to_string(other.intent.intentId);
     }
-    context.diagnostics.error(model.document, 0,
-                              "no mode " + std::to_string(modeId) + " with intent " +
-                                      std::to_string(intentId) + "; offered (mode/intent): " +
-                                      (offered.empty() ? "none" : offered));
+    context.diagnostics.error(
+            model.document, 0,
+            "no mode " + std::to_string(modeId) + " with intent " + std::to_string(intentId) +
+                    "; offered (mode/intent): " + (offered.empty() ? "none" : offered));
     return nullptr;
 }
 
@@ -272,8 +283,7 @@ HuevaneToolRun setupPlotCommand(CLI::App& command) {
     auto options = std::make_shared<PlotCommandOptions>();
     command.add_option("FILE", options->file, "a calibration document instead of a device tree");
     command.add_option("--mode", options->mode, "colour mode id")->type_name("M")->required();
-    command.add_option("--intent", options->intent, "render intent id (default 0)")
-            ->type_name("I");
+    command.add_option("--intent", options->intent, "render intent id (default 0)")->type_name("I");
     command.add_option("--node", options->node, "only the LUTs of this node (a node name)")
             ->type_name("NAME");
     return [options](HuevaneToolContext& context) { return runPlot(context, *options); };

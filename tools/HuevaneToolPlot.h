@@ -12,9 +12,9 @@
 #include "HuevaneToolModel.h"
 
 struct HuevanePlotOptions {
-    std::string node;             // only LUTs of this node name; empty for all
-    bool matrices = true;         // draw matrix panels (the report shows them as tables instead)
-    bool xmlDeclaration = true;   // a stand-alone file; off when embedded in a page
+    std::string node;            // only LUTs of this node name; empty for all
+    bool matrices = true;        // draw matrix panels (the report shows them as tables instead)
+    bool xmlDeclaration = true;  // a stand-alone file; off when embedded in a page
 };
 
 // How many LUTs of the pair the picture shows.

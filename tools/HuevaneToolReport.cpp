@@ -1,12 +1,10 @@
 #include "HuevaneToolReport.h"
 
 #include <CLI/CLI.hpp>
-
 #include <cstdio>
 #include <sstream>
 
 #include "HuevaneCalibrationLint.h"
-
 #include "HuevaneDataLut.h"
 #include "HuevaneMatrixText.h"
 #include "HuevaneToolPlot.h"
@@ -40,8 +38,8 @@ std::string hex(unsigned value) {
 }
 
 std::string modesTable(const HuevaneCalibrationModel& model) {
-    std::string html = "<table>\n" + row({"mode", "name", "gamut", "intent", "intent name", "LUTs"},
-                                         "th");
+    std::string html =
+            "<table>\n" + row({"mode", "name", "gamut", "intent", "intent name", "LUTs"}, "th");
     for (const HuevaneModelPair& pair : model.pairs) {
         html += row({std::to_string(pair.mode.modeId), pair.mode.modeName,
                      std::to_string(pair.mode.gamutId), std::to_string(pair.intent.intentId),
@@ -51,7 +49,8 @@ std::string modesTable(const HuevaneCalibrationModel& model) {
 }
 
 std::string lutTable(const HuevaneModelPair& pair) {
-    std::string html = "<table>\n" + row({"node", "id", "attr", "bytes", "crc", "written at"}, "th");
+    std::string html =
+            "<table>\n" + row({"node", "id", "attr", "bytes", "crc", "written at"}, "th");
     for (const HuevaneModelLut& lut : pair.luts) {
         const pvx_colormode_data_header& h = lut.lut.first;
         html += row({getNodeLabel(h.id), std::to_string(h.id),
@@ -124,9 +123,10 @@ std::string findingsSection(const std::vector<HuevaneFinding>& findings) {
 
 std::string reportHtml(const HuevaneCalibrationModel& model, const std::string& heading,
                        const std::vector<HuevaneFinding>& findings) {
-    std::string html = "<!DOCTYPE html>\n<html lang='en'>\n<head>\n<meta charset='utf-8'>\n<title>" +
-                       escapeMarkup(heading) + "</title>\n<style>" + STYLE +
-                       "</style>\n</head>\n<body>\n<h1>" + escapeMarkup(heading) + "</h1>\n";
+    std::string html =
+            "<!DOCTYPE html>\n<html lang='en'>\n<head>\n<meta charset='utf-8'>\n<title>" +
+            escapeMarkup(heading) + "</title>\n<style>" + STYLE +
+            "</style>\n</head>\n<body>\n<h1>" + escapeMarkup(heading) + "</h1>\n";
     html += "<p>Calibration " + escapeMarkup(model.document);
     for (const std::string& sub : model.subDocuments) {
         html += "<br>\nsub document " + escapeMarkup(sub);

@@ -1,7 +1,6 @@
 #include "HuevaneToolRequest.h"
 
 #include <CLI/CLI.hpp>
-
 #include <cerrno>
 #include <cmath>
 #include <cstdlib>
@@ -67,8 +66,9 @@ bool readTransform(HuevaneToolContext& context, const std::vector<std::string>& 
         if (!huevane::isFixedPointInRange(value)) {
             context.diagnostics.warning(
                     getElementName(i) + " is " + values[i] +
-                    (std::isnan(value) ? ": the library writes it as 0"
-                                       : ": beyond the fixed-point range, the library saturates it"));
+                    (std::isnan(value)
+                             ? ": the library writes it as 0"
+                             : ": beyond the fixed-point range, the library saturates it"));
         }
     }
     request->hasTransform = true;
@@ -91,8 +91,9 @@ bool readExtension(HuevaneToolContext& context, const std::string& argument,
     const size_t colon = argument.find(':');
     HuevaneToolExtension extension;
     if (colon == std::string::npos || !readNodeId(argument.substr(0, colon), &extension.id)) {
-        context.diagnostics.error("--extension needs ID:TEXT with ID a node id (1-12) or name, not '" +
-                                  argument + "'");
+        context.diagnostics.error(
+                "--extension needs ID:TEXT with ID a node id (1-12) or name, not '" + argument +
+                "'");
         return false;
     }
     extension.text = argument.substr(colon + 1);
@@ -209,9 +210,9 @@ int stageToolRequest(IHuevane& engine, const HuevaneToolRequest& request,
                           std::to_string(request.intent) + "; its intents: " + offered);
         return TOOL_FAILED;
     }
-    const int32_t staged = request.hasIntent
-                                   ? engine.setColorModeWithRenderIntent(request.mode, request.intent)
-                                   : engine.setColorMode(request.mode);
+    const int32_t staged =
+            request.hasIntent ? engine.setColorModeWithRenderIntent(request.mode, request.intent)
+                              : engine.setColorMode(request.mode);
     if (staged != 0) {
         diagnostics.error("the engine refused mode " + std::to_string(request.mode));
         return TOOL_FAILED;

@@ -42,7 +42,7 @@ struct HuevaneToolRequest {
     bool hasIntent = false;  // without it the engine is asked through setColorMode
     uint32_t intent = 0;
     bool hasTransform = false;
-    float transform[16] = {};  // column-major
+    float transform[16] = {};                      // column-major
     std::vector<HuevaneToolExtension> extensions;  // in command-line order
 
     size_t getExtensionLutCount() const;

@@ -1,12 +1,12 @@
 // huevane-tool run in process, as a user runs it: on the sample device, on the broken device
 // trees, calibration documents and parcels in tools/testdata.
 #include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdio>
 #include <fstream>
+#include <nlohmann/json.hpp>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -84,53 +84,84 @@ INSTANTIATE_TEST_SUITE_P(
         Modes, ToolExit,
         ::testing::Values(
                 ExitCase{{"--root", DEVICE, "modes"}, 0, "mode 2  display_p3  (gamut 2)", ""},
-                ExitCase{{"modes", "--root=" + DEVICE, "--display=1"}, 0,
+                ExitCase{{"modes", "--root=" + DEVICE, "--display=1"},
+                         0,
                          "  calibration   /vendor/etc/pvx/calib_data_colormode1.xml\n"
                          "  2 colour modes\n",
                          ""},
-                ExitCase{{"--root", DEVICE, "--display", "5", "modes"}, 1, "",
+                ExitCase{{"--root", DEVICE, "--display", "5", "modes"},
+                         1,
+                         "",
                          "calib_data_colormode5.xml: note: tried: No such file or directory"},
-                ExitCase{{"--root", TRUNCATED, "modes"}, 1, "",
+                ExitCase{{"--root", TRUNCATED, "modes"},
+                         1,
+                         "",
                          TRUNCATED_FILE + ":14: error: Premature end of data in tag gamma"},
                 // A sub document the reader does without is a warning, not a failure.
-                ExitCase{{"--root", DATA + "/devices/sub_untuned", "modes"}, 0, "  1 colour mode\n",
+                ExitCase{{"--root", DATA + "/devices/sub_untuned", "modes"},
+                         0,
+                         "  1 colour mode\n",
                          "calib_data_colormode0_hdr.xml: warning: no <Calib_Data> root or no "
                          "tune mode"},
-                ExitCase{{"--root", DATA + "/devices/wrong_root", "modes"}, 1, "",
+                ExitCase{{"--root", DATA + "/devices/wrong_root", "modes"},
+                         1,
+                         "",
                          "calib_data_colormode0.xml: error: no <Calib_Data> root"}));
 
 INSTANTIATE_TEST_SUITE_P(
         Parcel, ToolExit,
         ::testing::Values(
-                ExitCase{{"--root", DEVICE, "parcel", "--mode", "2", "--intent", "0",
-                          "--transform", "identity"},
-                         0, "parcel      2846 bytes, seq_num 0, 4 LUTs", ""},
-                ExitCase{{"--root", DEVICE, "parcel", "--mode", "9"}, 1, "",
+                ExitCase{{"--root", DEVICE, "parcel", "--mode", "2", "--intent", "0", "--transform",
+                          "identity"},
+                         0,
+                         "parcel      2846 bytes, seq_num 0, 4 LUTs",
+                         ""},
+                ExitCase{{"--root", DEVICE, "parcel", "--mode", "9"},
+                         1,
+                         "",
                          "error: mode 9 is not offered; offered modes: 0, 1, 2, 3"},
-                ExitCase{{"--root", DEVICE, "parcel", "--mode", "3"}, 1, "",
+                ExitCase{{"--root", DEVICE, "parcel", "--mode", "3"},
+                         1,
+                         "",
                          "error: mode 3 lists no intent 0; its intents: 1"},
                 ExitCase{{"--root", DEVICE, "parcel", "--mode", "1", "--transform",
                           "nan,0,0,0, 0,1,0,0, 0,0,1,0, 0,0,0,1e6"},
-                         0, "mode 1, intent 0 (setColorMode)",
+                         0,
+                         "mode 1, intent 0 (setColorMode)",
                          "warning: --transform element 0 (row 0, column 0) is nan"},
                 ExitCase{{"--root", DEVICE, "--strict", "parcel", "--mode", "1", "--transform",
                           "1,0,0,0, 0,1,0,0, 0,0,1,0, 0,0,inf,1"},
-                         1, "", "error: --transform element 14 (row 2, column 3) is inf"},
+                         1,
+                         "",
+                         "error: --transform element 14 (row 2, column 3) is inf"},
                 // Sixteen arguments, negative ones included, are one transform.
-                ExitCase{{"--root", DEVICE, "parcel", "--mode", "1", "--transform", "1", "0", "0",
-                          "0", "0", "0.9", "0", "0", "0", "0", "-0.5", "0", "0", "0", "0", "1"},
-                         0, "colour transform, 0 extension LUTs", ""},
-                ExitCase{{"--root", DEVICE, "parcel", "--mode", "1", "--transform", "1,2,3"}, 2,
-                         "", "--transform needs 16 numbers"},
-                ExitCase{{"--root", DEVICE, "parcel", "--mode", "1", "--transform",
-                          "identity", "0"},
-                         2, "", "--transform needs 16 numbers or 'identity', got 17"},
-                ExitCase{{"--root", DEVICE, "parcel", "--mode", "1", "--extension", "gama:1"}, 2,
-                         "", "--extension needs ID:TEXT"},
+                ExitCase{
+                        {"--root", DEVICE, "parcel", "--mode", "1", "--transform", "1", "0",    "0",
+                         "0",      "0",    "0.9",    "0",      "0", "0",           "0", "-0.5", "0",
+                         "0",      "0",    "0",      "1"},
+                        0,
+                        "colour transform, 0 extension LUTs",
+                        ""},
+                ExitCase{{"--root", DEVICE, "parcel", "--mode", "1", "--transform", "1,2,3"},
+                         2,
+                         "",
+                         "--transform needs 16 numbers"},
+                ExitCase{{"--root", DEVICE, "parcel", "--mode", "1", "--transform", "identity", "0"},
+                         2,
+                         "",
+                         "--transform needs 16 numbers or 'identity', got 17"},
+                ExitCase{{"--root", DEVICE, "parcel", "--mode", "1", "--extension", "gama:1"},
+                         2,
+                         "",
+                         "--extension needs ID:TEXT"},
                 ExitCase{{"--root", DEVICE, "parcel", "--mode", "1", "--extension",
                           "linear_matrix:1,2"},
-                         0, "", "warning: --extension linear_matrix: not a matrix text"},
-                ExitCase{{"--root", DEVICE, "parcel", "--mode", "1", "-o", "-", "--json"}, 2, "",
+                         0,
+                         "",
+                         "warning: --extension linear_matrix: not a matrix text"},
+                ExitCase{{"--root", DEVICE, "parcel", "--mode", "1", "-o", "-", "--json"},
+                         2,
+                         "",
                          "both want standard output"}));
 
 INSTANTIATE_TEST_SUITE_P(
@@ -138,10 +169,14 @@ INSTANTIATE_TEST_SUITE_P(
         ::testing::Values(
                 ExitCase{{"decode", DATA + "/good.parcel"}, 0, "result      consistent", ""},
                 ExitCase{{"decode", DATA + "/bad_crc.parcel"}, 1, "does not match the text", ""},
-                ExitCase{{"decode", DATA + "/truncated.parcel"}, 1,
-                         "truncated: total_size says 100 bytes, only 40 present", ""},
-                ExitCase{{"decode", DATA + "/oversized_entry.parcel"}, 1,
-                         "total_size 200 runs past the end", ""},
+                ExitCase{{"decode", DATA + "/truncated.parcel"},
+                         1,
+                         "truncated: total_size says 100 bytes, only 40 present",
+                         ""},
+                ExitCase{{"decode", DATA + "/oversized_entry.parcel"},
+                         1,
+                         "total_size 200 runs past the end",
+                         ""},
                 ExitCase{{"decode", DATA + "/garbage.parcel"}, 1, "result      INCONSISTENT", ""},
                 ExitCase{{"decode", "/dev/zero"}, 1, "", "/dev/zero: error: cannot read: refused"},
                 ExitCase{{"decode", DATA}, 1, "", "refused: a directory"},
@@ -153,16 +188,26 @@ const std::string NOTES = DATA + "/lint_notes.xml";
 INSTANTIATE_TEST_SUITE_P(
         Lint, ToolExit,
         ::testing::Values(
-                ExitCase{{"lint", DEVICE + "/vendor/etc/pvx/calib_data_colormode1.xml"}, 0,
-                         "0 errors, 0 warnings, 0 notes in 1 file", ""},
-                ExitCase{{"lint", NOTES}, 0, "0 errors, 1 warning, 3 notes",
+                ExitCase{{"lint", DEVICE + "/vendor/etc/pvx/calib_data_colormode1.xml"},
+                         0,
+                         "0 errors, 0 warnings, 0 notes in 1 file",
+                         ""},
+                ExitCase{{"lint", NOTES},
+                         0,
+                         "0 errors, 1 warning, 3 notes",
                          NOTES + ":7: note: <gamma_matrix> row 1 sums to -1.0000: white does not "
                                  "stay white [matrix-white]"},
-                ExitCase{{"lint", "--strict", NOTES}, 1, "1 error, 0 warnings",
+                ExitCase{{"lint", "--strict", NOTES},
+                         1,
+                         "1 error, 0 warnings",
                          NOTES + ":6: error: <gama> is not a LUT node"},
-                ExitCase{{"lint", PLANTED}, 1, "5 errors, 8 warnings",
+                ExitCase{{"lint", PLANTED},
+                         1,
+                         "5 errors, 8 warnings",
                          PLANTED + ":14: error: mode_id='abc' is not a number"},
-                ExitCase{{"lint", DATA + "/none.xml"}, 1, "",
+                ExitCase{{"lint", DATA + "/none.xml"},
+                         1,
+                         "",
                          "none.xml: error: cannot read: No such file or directory"},
                 ExitCase{{"lint", DATA + "/lint_broken.xml"}, 1, "", "[xml-error]"}));
 
@@ -195,19 +240,23 @@ INSTANTIATE_TEST_SUITE_P(
         ::testing::Values(
                 JsonCase{{"--root", DEVICE, "modes", "--json"}, 0, "/modes/3/mode_name", "vivid"},
                 JsonCase{{"--root", DEVICE, "modes", "--json"}, 0, "/modes/3/mode_id", 3},
-                JsonCase{{"--root", DEVICE, "modes", "--json"}, 0, "/modes/2/intents/2/intent_id",
-                         2},
-                JsonCase{{"--root", DEVICE, "modes", "--json"}, 0, "/documents/1",
+                JsonCase{{"--root", DEVICE, "modes", "--json"}, 0, "/modes/2/intents/2/intent_id", 2},
+                JsonCase{{"--root", DEVICE, "modes", "--json"},
+                         0,
+                         "/documents/1",
                          "/vendor/etc/pvx/calib_data_colormode0_demo_panel_hdr.xml"},
-                JsonCase{{"--json", "decode", DATA + "/good.parcel"}, 0, "/entries/0/node",
+                JsonCase{{"--json", "decode", DATA + "/good.parcel"},
+                         0,
+                         "/entries/0/node",
                          "degamma"},
                 JsonCase{{"--json", "decode", DATA + "/bad_crc.parcel"}, 1, "/consistent", false},
-                JsonCase{{"--json", "decode", DATA + "/bad_crc.parcel"}, 1, "/entries/0/crc",
-                         0xFF2C},
+                JsonCase{{"--json", "decode", DATA + "/bad_crc.parcel"}, 1, "/entries/0/crc", 0xFF2C},
                 // -o takes the raw bytes, the JSON still comes out.
                 JsonCase{{"--root", DEVICE, "parcel", "--mode", "2", "--json", "-o",
                           scratchPath("json.parcel")},
-                         0, "/header/num_data", 3},
+                         0,
+                         "/header/num_data",
+                         3},
                 JsonCase{{"lint", "--json", PLANTED}, 1, "/summary/errors", 5},
                 JsonCase{{"lint", "--json", NOTES}, 0, "/findings/1/rule", "matrix-white"},
                 JsonCase{{"lint", "--json", NOTES}, 0, "/findings/1/line", 7},
@@ -215,15 +264,19 @@ INSTANTIATE_TEST_SUITE_P(
                 // The attribute entry applies to the extension LUT after it, not before.
                 JsonCase{{"--root", DEVICE, "parcel", "--json", "--mode", "0", "--extension",
                           "hsc:1", "--attributes", "1 2 3 4", "--extension", "scl:2"},
-                         0, "/entries/3/attr", {1, 2, 3, 4}},
+                         0,
+                         "/entries/3/attr",
+                         {1, 2, 3, 4}},
                 JsonCase{{"--root", DEVICE, "parcel", "--json", "--mode", "0", "--extension",
                           "hsc:1", "--attributes", "1 2 3 4", "--extension", "scl:2"},
-                         0, "/entries/2/attr", {255, 255, 255, 255}}));
+                         0,
+                         "/entries/2/attr",
+                         {255, 255, 255, 255}}));
 
 TEST(ToolParcel, RawBytesDecodeAsTheyWerePrinted) {
     const std::string file = scratchPath("warm.parcel");
-    const std::vector<std::string> request = {"--root", DEVICE, "parcel", "--mode", "2",
-                                              "--intent", "1", "--transform", WARM};
+    const std::vector<std::string> request = {"--root",   DEVICE, "parcel",      "--mode", "2",
+                                              "--intent", "1",    "--transform", WARM};
     std::vector<std::string> toFile = request;
     toFile.insert(toFile.end(), {"-o", file});
     ASSERT_EQ(runTool(toFile).status, TOOL_OK);

@@ -12,14 +12,16 @@
 #include "HuevaneLogSink.h"
 #include "HuevaneTool.h"
 #include "HuevaneToolDiff.h"
-#include "HuevaneToolJson.h"
 #include "HuevaneToolExplain.h"
+#include "HuevaneToolJson.h"
 #include "HuevaneToolPlot.h"
 #include "HuevaneToolReport.h"
 
 namespace {
 
-bool quiet(const HuevaneLogRecord&) { return false; }
+bool quiet(const HuevaneLogRecord&) {
+    return false;
+}
 
 const std::string SOURCE = HUEVANE_SOURCE_DIR;
 const std::string DATA = SOURCE + "/tools/testdata";
@@ -157,9 +159,9 @@ TEST_F(ToolViews, DiffOfParcelsGoesEntryByEntry) {
     std::vector<uint8_t> bytes((std::istreambuf_iterator<char>(file)), {});
     HuevaneDecodedParcel a = readParcel(bytes.data(), bytes.size());
     ASSERT_GE(a.entries.size(), 1u);
-    bytes[1] ^= 1;                                          // seq_num
-    bytes[a.entries[0].offset + 6] ^= 2;                    // attr0 of entry 0
-    bytes[a.entries[0].offset + 12] ^= 1;                   // first byte of its text
+    bytes[1] ^= 1;                         // seq_num
+    bytes[a.entries[0].offset + 6] ^= 2;   // attr0 of entry 0
+    bytes[a.entries[0].offset + 12] ^= 1;  // first byte of its text
     HuevaneDecodedParcel b = readParcel(bytes.data(), bytes.size());
     std::vector<HuevaneDifference> found = diffParcels(a, b);
     ASSERT_EQ(found.size(), 3u);
@@ -238,10 +240,7 @@ TEST_F(ToolViews, PlotDrawsOneCurvePerNumericLutAndOnePanelPerMatrix) {
         size_t curves, swatches;
     } cases[] = {
             {0, "", 1, 8},  // degamma; the matrix panel: 4 inputs, 4 outputs
-            {0, "degamma", 1, 0},
-            {0, "gamma_matrix", 0, 8},
-            {1, "", 1, 0},
-            {2, "", 1, 0},
+            {0, "degamma", 1, 0}, {0, "gamma_matrix", 0, 8}, {1, "", 1, 0}, {2, "", 1, 0},
     };
     for (const auto& c : cases) {
         HuevanePlotOptions options;
