@@ -104,16 +104,15 @@ struct AccountedStage {
 
 // Follows the engine's assembly with the library's own stages and list rule, keeping an account
 // of every entry; the caller checks the result against the engine's parcel.
-std::vector<HuevaneExplainEntry> assemble(HuevaneImplementation& engine,
-                                          const HuevaneCalibrationModel& model,
+std::vector<HuevaneExplainEntry> assemble(const HuevaneCalibrationModel& model,
                                           const HuevaneToolRequest& request) {
     AccountedStage gamma(PVX_NODE_GAMMA_MATRIX), linear(PVX_NODE_LINEAR_MATRIX);
     HuevaneDataLutList list;
     std::vector<HuevaneExplainEntry> accounts;
     auto put = [&](const HuevaneExplainEntry& entry) {
         size_t i = 0;
-        while (i < list.size() && !engine.compareDataLut(list[i], entry.lut)) i++;
-        engine.putDataLut(list, entry.lut);
+        while (i < list.size() && !HuevaneImplementation::compareDataLut(list[i], entry.lut)) i++;
+        HuevaneImplementation::putDataLut(list, entry.lut);
         if (i == accounts.size())
             accounts.push_back(entry);
         else
@@ -264,7 +263,7 @@ bool explainStagedRequest(IHuevane& engine, const HuevaneCalibrationModel& model
         diagnostics.error("the engine could not build the parcel (--log-level 1 says why)");
         return false;
     }
-    explanation->entries = assemble(implementation, model, request);
+    explanation->entries = assemble(model, request);
     if (!matchesParcel(implementation, &explanation->entries, parcel)) {
         diagnostics.error("the account of the entries does not give the engine's parcel");
         return false;

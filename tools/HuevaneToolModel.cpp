@@ -96,14 +96,15 @@ Places placeLuts(HuevaneImplColorModeXml& reader, xmlDoc* document,
     if (root == nullptr) return places;
     for (xmlNodePtr child = root->children; child != nullptr; child = child->next) {
         if (!HuevaneImplColorModeXmlBase::isElementNamed(child, "mode") ||
-            !reader.isValidXmlProperties(child)) {
+            !HuevaneImplColorModeXml::isValidXmlProperties(child)) {
             continue;
         }
-        huevane::HuevaneLutKey key(reader.getColorModeFromXmlProperties(child).modeId,
-                                   reader.getRenderIntentFromXmlProperties(child).intentId);
+        huevane::HuevaneLutKey key(
+                HuevaneImplColorModeXml::getColorModeFromXmlProperties(child).modeId,
+                HuevaneImplColorModeXml::getRenderIntentFromXmlProperties(child).intentId);
         HuevaneXmlDoc sub(reader.getSubXmlDoc(child));
         xmlDocPtr subDocument = sub.get();
-        xmlNodePtr first = sub ? reader.getSubXmlNode(subDocument) : nullptr;
+        xmlNodePtr first = sub ? HuevaneImplColorModeXml::getSubXmlNode(subDocument) : nullptr;
         if (first != nullptr) {
             placeLutNodes(sub.get(), first, &places[key]);
             const std::string file = documentFile(sub.get());
