@@ -27,6 +27,7 @@
 #include "HuevaneParcel.h"
 #include "HuevaneToolFile.h"
 #include "HuevaneXmlError.h"
+#include "HuevaneXmlOwners.h"
 
 namespace {
 
@@ -107,14 +108,14 @@ class CalibrationLint {
   private:
     void report(const char* rule, const std::string& file, long line, HuevaneSeverity severity,
                 const std::string& message);
-    xmlDocPtr parse(const std::string& file);
+    HuevaneXmlDoc parse(const std::string& file);
     static void onXmlError(void* context, HuevaneXmlErrorPtr error);
     void lintModeNode(xmlDocPtr document, xmlNodePtr node);
     bool checkModeProperties(xmlNodePtr node);
     uint32_t checkNumber(const std::string& file, xmlNodePtr node, const char* property);
     void checkModeIdentity(xmlNodePtr node, uint32_t modeId, uint32_t gamutId);
     int64_t lintLutNodes(const std::string& file, xmlDocPtr document, xmlNodePtr first);
-    bool isSubDocument(xmlNodePtr root);
+    static bool isSubDocument(xmlNodePtr root);
     void lintLut(const std::string& file, xmlDocPtr document, xmlNodePtr node, uint8_t id,
                  std::vector<LintLut>* luts);
     bool lintSubDocument(xmlNodePtr node, int64_t* sum);
@@ -154,10 +155,11 @@ void CalibrationLint::onXmlError(void* context, HuevaneXmlErrorPtr error) {
                  "XML: " + message + (warning ? "" : " (the library cannot read this document)"));
 }
 
-xmlDocPtr CalibrationLint::parse(const std::string& file) {
+HuevaneXmlDoc CalibrationLint::parse(const std::string& file) {
     mParsing = file;
     xmlSetStructuredErrorFunc(this, onXmlError);
-    xmlDocPtr document = xmlReadFile(file.c_str(), nullptr, XML_PARSE_NONET | XML_PARSE_BIG_LINES);
+    HuevaneXmlDoc document(
+            xmlReadFile(file.c_str(), nullptr, XML_PARSE_NONET | XML_PARSE_BIG_LINES));
     xmlSetStructuredErrorFunc(nullptr, nullptr);
     return document;
 }
@@ -168,8 +170,9 @@ void CalibrationLint::run() {
         report("file-unreadable", mPath, 0, HuevaneSeverity::ERROR, "cannot read: " + refusal);
         return;
     }
-    xmlDocPtr document = parse(mPath);
-    if (document == nullptr) return;
+    const HuevaneXmlDoc owner = parse(mPath);
+    if (owner == nullptr) return;
+    xmlDocPtr document = owner.get();
     xmlNodePtr root = xmlDocGetRootElement(document);
     if (root == nullptr) {
         report("document-empty", mPath, 1, HuevaneSeverity::ERROR,
@@ -197,7 +200,6 @@ void CalibrationLint::run() {
                    "no usable mode node");
         checkParcelRoom();
     }
-    xmlFreeDoc(document);
 }
 
 // A sub document names its LUT set with a tune mode that carries no mode properties; a main
@@ -358,7 +360,7 @@ void CalibrationLint::lintMatrix(const std::string& file, long line, const std::
         return;
     }
     // Column-major: row r of the 3x3 part is elements r, 4 + r, 8 + r.
-    for (int r = 0; r < 3; r++) {
+    for (size_t r = 0; r < 3; r++) {
         const float sum = matrix[r] + matrix[4 + r] + matrix[8 + r];
         if (std::fabs(sum - 1.0f) > WHITE_TOLERANCE) {
             char value[32];
@@ -416,7 +418,7 @@ bool CalibrationLint::lintSubDocument(xmlNodePtr node, int64_t* sum) {
                        "): this node's own LUTs are used");
         return false;
     }
-    xmlDocPtr document = parse(file);
+    const HuevaneXmlDoc document = parse(file);
     if (document == nullptr) {
         report("subxml-unparsed", mPath, line, HuevaneSeverity::WARNING,
                "sub document " + file +
@@ -424,17 +426,15 @@ bool CalibrationLint::lintSubDocument(xmlNodePtr node, int64_t* sum) {
                        "own LUTs are used");
         return false;
     }
-    xmlNodePtr tune = findTuneMode(file, document);
+    xmlNodePtr tune = findTuneMode(file, document.get());
     if (tune == nullptr || tune->children == nullptr) {
         report("subxml-tune", mPath, line, HuevaneSeverity::WARNING,
                "sub document " + file +
                        (tune == nullptr ? " has no tune mode" : "'s tune mode is empty") +
                        ": this node's own LUTs are used");
-        xmlFreeDoc(document);
         return false;
     }
-    *sum = lintLutNodes(file, document, tune->children);
-    xmlFreeDoc(document);
+    *sum = lintLutNodes(file, document.get(), tune->children);
     return true;
 }
 

@@ -16,6 +16,7 @@
 #include "HuevaneToolJson.h"
 #include "HuevaneToolPlot.h"
 #include "HuevaneToolReport.h"
+#include "HuevaneXmlOwners.h"
 
 namespace {
 
@@ -246,12 +247,12 @@ TEST_F(ToolViews, PlotDrawsOneCurvePerNumericLutAndOnePanelPerMatrix) {
         HuevanePlotOptions options;
         options.node = c.node;
         std::string svg = plotPairSvg(*model.findPair(c.mode, c.mode == 2 ? 1 : 0), options);
-        xmlDocPtr document = xmlReadMemory(svg.data(), static_cast<int>(svg.size()), nullptr,
-                                           nullptr, XML_PARSE_NONET);
+        const HuevaneXmlDoc document(xmlReadMemory(svg.data(), static_cast<int>(svg.size()),
+                                                   nullptr, nullptr, XML_PARSE_NONET));
         ASSERT_NE(document, nullptr) << svg;
-        EXPECT_EQ(countNodes(document, "//s:polyline"), c.curves) << c.mode << c.node;
-        EXPECT_EQ(countNodes(document, "//s:rect[@width='14']"), c.swatches) << c.mode << c.node;
-        xmlFreeDoc(document);
+        EXPECT_EQ(countNodes(document.get(), "//s:polyline"), c.curves) << c.mode << c.node;
+        EXPECT_EQ(countNodes(document.get(), "//s:rect[@width='14']"), c.swatches)
+                << c.mode << c.node;
     }
 }
 
@@ -265,10 +266,9 @@ TEST_F(ToolViews, PlotOfEverySamplePairParsesWithOneCurvePerValueList) {
                       lut.lut.first.id != 11;
         }
         std::string svg = plotPairSvg(pair, HuevanePlotOptions());
-        xmlDocPtr document = xmlReadMemory(svg.data(), static_cast<int>(svg.size()), nullptr,
-                                           nullptr, XML_PARSE_NONET);
-        EXPECT_EQ(countNodes(document, "//s:polyline"), curves) << pair.mode.modeId;
-        xmlFreeDoc(document);
+        const HuevaneXmlDoc document(xmlReadMemory(svg.data(), static_cast<int>(svg.size()),
+                                                   nullptr, nullptr, XML_PARSE_NONET));
+        EXPECT_EQ(countNodes(document.get(), "//s:polyline"), curves) << pair.mode.modeId;
     }
 }
 
@@ -300,13 +300,12 @@ TEST_F(ToolViews, ReportOfTheSampleDeviceParsesBackAsAPage) {
     EXPECT_LT(html.size(), 1000000u);
     EXPECT_EQ(html.find("<script"), std::string::npos);
     EXPECT_EQ(html.find("http"), html.find("http://www.w3.org/2000/svg"));
-    htmlDocPtr document = htmlReadMemory(html.data(), static_cast<int>(html.size()), nullptr,
-                                         "utf-8", HTML_PARSE_NONET | HTML_PARSE_NOERROR);
+    const HuevaneXmlDoc document(htmlReadMemory(html.data(), static_cast<int>(html.size()), nullptr,
+                                                "utf-8", HTML_PARSE_NONET | HTML_PARSE_NOERROR));
     ASSERT_NE(document, nullptr);
-    EXPECT_EQ(countNodes(document, "//table"), tables);
-    EXPECT_EQ(countNodes(document, "//polyline"), curves);
-    EXPECT_EQ(countNodes(document, "//td[.='<x> & <y>']"), 1u);
-    xmlFreeDoc(document);
+    EXPECT_EQ(countNodes(document.get(), "//table"), tables);
+    EXPECT_EQ(countNodes(document.get(), "//polyline"), curves);
+    EXPECT_EQ(countNodes(document.get(), "//td[.='<x> & <y>']"), 1u);
 }
 
 }  // namespace
