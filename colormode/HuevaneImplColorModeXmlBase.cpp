@@ -7,6 +7,8 @@
 #include <libxml/tree.h>
 #include <libxml/xmlversion.h>
 #include <log/log.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <cstring>
@@ -193,6 +195,21 @@ HuevaneXmlDoc HuevaneImplColorModeXmlBase::parseColorModeFile(int fd, const std:
     std::unique_ptr<xmlParserCtxt, ParserContextFree> context(xmlNewParserCtxt());
     if (!context) return nullptr;
     setParserOptions(context.get());
+    // A regular file is parsed from a read-only mapping: one pass over the bytes, without the
+    // reader's chunked copies. Anything that cannot be mapped is read from the descriptor.
+    struct stat status {};
+    if (fstat(fd, &status) == 0 && S_ISREG(status.st_mode) && status.st_size > 0 &&
+        status.st_size <= MAX_DOCUMENT_BYTES) {
+        const size_t size = static_cast<size_t>(status.st_size);
+        void* bytes = mmap(nullptr, size, PROT_READ, MAP_PRIVATE, fd, 0);
+        if (bytes != MAP_FAILED) {
+            HuevaneXmlDoc document(xmlCtxtReadMemory(context.get(), static_cast<const char*>(bytes),
+                                                     static_cast<int>(size), url.c_str(), nullptr,
+                                                     PARSE_OPTIONS));
+            munmap(bytes, size);
+            return document;
+        }
+    }
     return HuevaneXmlDoc(xmlCtxtReadFd(context.get(), fd, url.c_str(), nullptr, PARSE_OPTIONS));
 }
 
