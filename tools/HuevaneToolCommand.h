@@ -5,6 +5,7 @@
 #ifndef HUEVANE_TOOLS_HUEVANETOOLCOMMAND_H
 #define HUEVANE_TOOLS_HUEVANETOOLCOMMAND_H
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <ostream>
@@ -53,6 +54,10 @@ struct HuevaneToolCommand {
 HuevaneToolRun setupModesCommand(CLI::App& command);
 HuevaneToolRun setupParcelCommand(CLI::App& command);
 HuevaneToolRun setupDecodeCommand(CLI::App& command);
+// Prints a parcel decoded (text or --json) as `decode` does; `parcel` shows its result with it.
+// TOOL_FAILED when anything in the parcel is inconsistent.
+int writeDecodedParcel(HuevaneToolContext& context, const uint8_t* bytes, size_t size,
+                       bool fullText);
 HuevaneToolRun setupLintCommand(CLI::App& command);
 HuevaneToolRun setupDiffCommand(CLI::App& command);
 HuevaneToolRun setupExplainCommand(CLI::App& command);

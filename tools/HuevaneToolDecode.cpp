@@ -28,17 +28,22 @@ int runDecode(HuevaneToolContext& context, const DecodeOptions& options) {
                                     "longer than the " + std::to_string(PVX_PARCEL_MAX_SIZE) +
                                             " bytes a parcel can hold; the rest is not read");
     }
-    HuevaneDecodeOptions decode;
-    decode.json = context.common.json;
-    decode.fullText = options.full;
-    std::string out;
-    const int result = decodeParcel(reinterpret_cast<const uint8_t*>(file.bytes.data()),
-                                    file.bytes.size(), decode, &out);
-    context.out << out;
-    return result == 0 ? TOOL_OK : TOOL_FAILED;
+    return writeDecodedParcel(context, reinterpret_cast<const uint8_t*>(file.bytes.data()),
+                              file.bytes.size(), options.full);
 }
 
 }  // namespace
+
+int writeDecodedParcel(HuevaneToolContext& context, const uint8_t* bytes, size_t size,
+                       bool fullText) {
+    HuevaneDecodeOptions decode;
+    decode.json = context.common.json;
+    decode.fullText = fullText;
+    std::string out;
+    const int result = decodeParcel(bytes, size, decode, &out);
+    context.out << out;
+    return result == 0 ? TOOL_OK : TOOL_FAILED;
+}
 
 HuevaneToolRun setupDecodeCommand(CLI::App& command) {
     command.description(

@@ -8,7 +8,6 @@
 #include <memory>
 
 #include "HuevaneParcel.h"
-#include "HuevaneParcelDecoder.h"
 #include "HuevaneToolCommand.h"
 #include "HuevaneToolDevice.h"
 #include "HuevaneToolRequest.h"
@@ -71,13 +70,7 @@ int runParcel(HuevaneToolContext& context, const ParcelOptions& options) {
         if (written != TOOL_OK || !context.common.json) return written;
     }
     if (!context.common.json) writeRequest(context, request, bufferSize);
-    HuevaneDecodeOptions decode;
-    decode.json = context.common.json;
-    decode.fullText = options.full;
-    std::string decoded;
-    const int result = decodeParcel(buffer.data(), header.total_size, decode, &decoded);
-    context.out << decoded;
-    return result == 0 ? TOOL_OK : TOOL_FAILED;
+    return writeDecodedParcel(context, buffer.data(), header.total_size, options.full);
 }
 
 }  // namespace
