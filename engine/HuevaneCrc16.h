@@ -18,6 +18,10 @@ unsigned int walkCrc16Tables(const unsigned char* data, size_t length, unsigned 
 unsigned int walkCrc16Fold(const unsigned char* data, size_t length, unsigned int crc);
 // True when this CPU multiplies carry-less (x86 PCLMULQDQ), checked once at run time.
 bool hasCrc16Fold();
+// The same fold four blocks to an instruction (x86 VPCLMULQDQ on AVX-512 registers); call only
+// where hasCrc16FoldWide() holds.
+unsigned int walkCrc16FoldWide(const unsigned char* data, size_t length, unsigned int crc);
+bool hasCrc16FoldWide();
 
 // The byte-wise table that every walk agrees with.
 extern const uint8_t (&CRC16_TABLE)[256];

@@ -88,9 +88,16 @@ unsigned short HuevaneImplUtil::getCrc16(const unsigned char* data, int32_t leng
     genCrc16Table();
     if (length < 1) return CRC16_EMPTY;
     const size_t count = static_cast<size_t>(length);
-    const unsigned int crc = length >= CRC16_FOLD_MIN && huevane::hasCrc16Fold()
-                                     ? huevane::walkCrc16Fold(data, count, huevane::CRC16_INIT)
-                                     : huevane::walkCrc16Tables(data, count, huevane::CRC16_INIT);
+    unsigned int crc = huevane::CRC16_INIT;
+    if (length < CRC16_FOLD_MIN) {
+        crc = huevane::walkCrc16Tables(data, count, crc);
+    } else if (huevane::hasCrc16FoldWide()) {
+        crc = huevane::walkCrc16FoldWide(data, count, crc);
+    } else if (huevane::hasCrc16Fold()) {
+        crc = huevane::walkCrc16Fold(data, count, crc);
+    } else {
+        crc = huevane::walkCrc16Tables(data, count, crc);
+    }
     // The high byte of the register is always 0, so every result's high byte is 0xFF.
     return static_cast<unsigned short>(~crc & 0xFFFF);
 }

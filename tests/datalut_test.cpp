@@ -25,7 +25,7 @@ TEST(Crc16, CheckValues) {
     EXPECT_EQ(0xFF25, HuevaneImplUtil::getCrc16(nullptr, -5));
 }
 
-// Both walks behind getCrc16 (lookup tables, and the carry-less fold where the CPU has it) must
+// Every walk behind getCrc16 (lookup tables, and the carry-less folds where the CPU has them) must
 // agree with the plain byte-wise walk at every length, from any register, and read nothing past
 // the end: the bytes end at an unreadable page.
 TEST(Crc16, EveryWalkEqualsTheByteWiseWalk) {
@@ -39,6 +39,7 @@ TEST(Crc16, EveryWalkEqualsTheByteWiseWalk) {
     };
     std::vector<decltype(&huevane::walkCrc16Tables)> walks = {huevane::walkCrc16Tables};
     if (huevane::hasCrc16Fold()) walks.push_back(huevane::walkCrc16Fold);
+    if (huevane::hasCrc16FoldWide()) walks.push_back(huevane::walkCrc16FoldWide);
     for (auto walk : walks) {
         for (size_t length = 0; length <= 600; length++) {
             const unsigned char* tail = guarded.data() + guarded.size() - length;
