@@ -56,7 +56,7 @@ bool HuevaneImplColorModeXml::isValidXmlProperties(xmlNodePtr& node) {
 }
 
 int32_t HuevaneImplColorModeXml::buildupColorModeNodes() {
-    HuevaneXmlDoc owner = openColorModeFile(mXmlNames, &mDocuments);
+    HuevaneXmlDoc owner = openColorModeFile(mXmlNames, &mDocuments, true);
     if (!owner) {
         ALOGE("empty document\n");
         return 2;

@@ -22,10 +22,6 @@
 const char* const HuevaneImplColorModeXmlBase::MODE_PROPERTIES[6] = {
         "name", "mode_id", "gamut_name", "gamut_id", "intent_name", "intent_id"};
 
-void HuevaneXmlDocFree::operator()(xmlDoc* document) const {
-    xmlFreeDoc(document);
-}
-
 void HuevaneXmlStringFree::operator()(xmlChar* text) const {
     xmlFree(text);
 }
@@ -36,22 +32,28 @@ namespace {
 // too, so a tree built some other way cannot recurse without end.
 constexpr int MAX_ENTITY_DEPTH = 40;
 
-// The LUT text of a node list: the text and CDATA contents in order, each entity reference
-// replaced by the same text of its entity's list; elements in a list are not descended into.
-// One string grows at its end, so the cost is linear in the text, however many references.
+// The LUT text of one node of a LUT node's list: a text or CDATA node's content, an entity
+// reference replaced by the same text of its entity's list; elements are not descended into.
+void appendListText(xmlDocPtr document, const xmlNode* list, int depth, std::string* text);
+
+void appendNodeText(xmlDocPtr document, const xmlNode* node, int depth, std::string* text) {
+    if (node->type == XML_TEXT_NODE || node->type == XML_CDATA_SECTION_NODE) {
+        if (node->content != nullptr) text->append(reinterpret_cast<const char*>(node->content));
+    } else if (node->type == XML_ENTITY_REF_NODE && depth < MAX_ENTITY_DEPTH) {
+        xmlEntityPtr entity = xmlGetDocEntity(document, node->name);
+        if (entity != nullptr) {
+            appendListText(document, entity->children, depth + 1, text);
+        } else if (node->content != nullptr) {
+            text->append(reinterpret_cast<const char*>(node->content));
+        }
+    }
+}
+
+// The same for a whole list, in order. One string grows at its end, so the cost is linear in
+// the text, however many references.
 void appendListText(xmlDocPtr document, const xmlNode* list, int depth, std::string* text) {
     for (const xmlNode* node = list; node != nullptr; node = node->next) {
-        if (node->type == XML_TEXT_NODE || node->type == XML_CDATA_SECTION_NODE) {
-            if (node->content != nullptr)
-                text->append(reinterpret_cast<const char*>(node->content));
-        } else if (node->type == XML_ENTITY_REF_NODE && depth < MAX_ENTITY_DEPTH) {
-            xmlEntityPtr entity = xmlGetDocEntity(document, node->name);
-            if (entity != nullptr) {
-                appendListText(document, entity->children, depth + 1, text);
-            } else if (node->content != nullptr) {
-                text->append(reinterpret_cast<const char*>(node->content));
-            }
-        }
+        appendNodeText(document, node, depth, text);
     }
 }
 
@@ -105,6 +107,74 @@ bool isLutNode(const xmlNode* node) {
     return false;
 }
 
+// The text of a LUT node set aside while parsing: its text and CDATA contents in order, and
+// where among them each entity reference child stood (the references stay in the tree).
+struct HeldLutText {
+    std::string text;
+    std::vector<std::pair<size_t, const xmlNode*>> references;
+};
+
+bool isNamed(const xmlNode* node, const char* name) {
+    return node != nullptr && HuevaneImplColorModeXmlBase::isElementNamed(node, name);
+}
+
+// The LUT texts of a document parsed for the library's reader, which reads each once: they go
+// straight into strings instead of through text nodes and back out. Kept with the document
+// (its application field) and freed with it.
+struct HeldLutTexts {
+    std::unordered_map<const xmlNode*, HeldLutText> texts;
+    const xmlNode* lastNode = nullptr;  // most calls continue the node of the one before
+    HeldLutText* last = nullptr;
+
+    // The held text of the node the parser is filling, or null when its text goes to the tree:
+    // only LUT nodes of a mode node under the document's own <Calib_Data> root are held. Content
+    // parsed for an entity hangs under a temporary root, so it never qualifies.
+    HeldLutText* find(const xmlNode* node) {
+        if (node == lastNode) return last;
+        if (node == nullptr || node->type != XML_ELEMENT_NODE || !isNamed(node->parent, "mode") ||
+            !isNamed(node->parent->parent, "Calib_Data") ||
+            node->parent->parent->parent == nullptr ||
+            node->parent->parent->parent->type != XML_DOCUMENT_NODE || !isLutNode(node)) {
+            return nullptr;
+        }
+        lastNode = node;
+        last = &texts[node];
+        return last;
+    }
+
+    static HeldLutText* of(void* context) {
+        auto* parser = static_cast<xmlParserCtxt*>(context);
+        auto* held = static_cast<HeldLutTexts*>(parser->_private);
+        return held != nullptr ? held->find(parser->node) : nullptr;
+    }
+};
+
+void holdCharacters(void* context, const xmlChar* characters, int length) {
+    HeldLutText* held = HeldLutTexts::of(context);
+    if (held == nullptr) return xmlSAX2Characters(context, characters, length);
+    held->text.append(reinterpret_cast<const char*>(characters), static_cast<size_t>(length));
+}
+
+void holdCData(void* context, const xmlChar* value, int length) {
+    HeldLutText* held = HeldLutTexts::of(context);
+    if (held == nullptr) return xmlSAX2CDataBlock(context, value, length);
+    held->text.append(reinterpret_cast<const char*>(value), static_cast<size_t>(length));
+}
+
+void holdReference(void* context, const xmlChar* name) {
+    HeldLutText* held = HeldLutTexts::of(context);
+    xmlNode* parent = static_cast<xmlParserCtxt*>(context)->node;
+    const xmlNode* before = parent != nullptr ? parent->last : nullptr;
+    xmlSAX2Reference(context, name);
+    if (held != nullptr && parent->last != before) {
+        held->references.emplace_back(held->text.size(), parent->last);
+    }
+}
+
+HeldLutTexts* getHeldLutTexts(const xmlDoc* document) {
+    return static_cast<HeldLutTexts*>(document->_private);
+}
+
 // No network, and no DTD, external entity or XInclude is ever loaded (none of those options is
 // set). Nothing silences errors: libxml2 reports them under the document's device path.
 constexpr int PARSE_OPTIONS = XML_PARSE_NONET;
@@ -130,10 +200,30 @@ void setParserOptions(xmlParserCtxt* context) {
 #endif
 }
 
+HuevaneXmlDoc readDocument(xmlParserCtxt* context, int fd, const std::string& url) {
+    // A regular file is parsed from a read-only mapping: one pass over the bytes, without the
+    // reader's chunked copies. Its pages are mapped all at once (one fault per page costs more
+    // than the copy libxml2 makes). Anything that cannot be mapped is read from the descriptor.
+    struct stat status {};
+    if (fstat(fd, &status) == 0 && S_ISREG(status.st_mode) && status.st_size > 0 &&
+        status.st_size <= HuevaneImplColorModeXmlBase::MAX_DOCUMENT_BYTES) {
+        const size_t size = static_cast<size_t>(status.st_size);
+        void* bytes = mmap(nullptr, size, PROT_READ, MAP_PRIVATE | MAP_POPULATE, fd, 0);
+        if (bytes != MAP_FAILED) {
+            HuevaneXmlDoc document(xmlCtxtReadMemory(context, static_cast<const char*>(bytes),
+                                                     static_cast<int>(size), url.c_str(), nullptr,
+                                                     PARSE_OPTIONS));
+            munmap(bytes, size);
+            return document;
+        }
+    }
+    return HuevaneXmlDoc(xmlCtxtReadFd(context, fd, url.c_str(), nullptr, PARSE_OPTIONS));
+}
+
 // Opens, checks and parses one existing candidate. False when the name does not exist (or
 // cannot be opened), which the caller passes over silently as before.
 bool readCandidate(const std::string& name, HuevaneXmlDoc* document,
-                   HuevaneCalibrationDocument::Outcome* outcome) {
+                   HuevaneCalibrationDocument::Outcome* outcome, bool holdLutTexts) {
     using Document = HuevaneCalibrationDocument;
     HuevaneFd fd;
     int64_t size = 0;
@@ -153,7 +243,8 @@ bool readCandidate(const std::string& name, HuevaneXmlDoc* document,
         *outcome = Document::TOO_LARGE;
         return true;
     }
-    HuevaneXmlDoc parsed = HuevaneImplColorModeXmlBase::parseColorModeFile(fd.get(), name);
+    HuevaneXmlDoc parsed =
+            HuevaneImplColorModeXmlBase::parseColorModeFile(fd.get(), name, holdLutTexts);
     if (!parsed) {
         *outcome = Document::NOT_PARSED;  // libxml2's own report names the file
         return true;
@@ -172,13 +263,19 @@ bool readCandidate(const std::string& name, HuevaneXmlDoc* document,
 
 }  // namespace
 
+void HuevaneXmlDocFree::operator()(xmlDoc* document) const {
+    delete getHeldLutTexts(document);
+    xmlFreeDoc(document);
+}
+
 HuevaneXmlDoc HuevaneImplColorModeXmlBase::openColorModeFile(std::vector<std::string>& names,
-                                                             HuevaneCalibrationDocuments* opened) {
+                                                             HuevaneCalibrationDocuments* opened,
+                                                             bool holdLutTexts) {
     for (const std::string& name : names) {
         if (name.empty()) continue;
         HuevaneXmlDoc document;
         HuevaneCalibrationDocument::Outcome outcome = HuevaneCalibrationDocument::NOT_PARSED;
-        if (!readCandidate(name, &document, &outcome)) continue;
+        if (!readCandidate(name, &document, &outcome, holdLutTexts)) continue;
         if (opened != nullptr) opened->push_back({name, outcome});
         if (!document) continue;
         ALOGI("%s opened\n", name.c_str());
@@ -187,7 +284,8 @@ HuevaneXmlDoc HuevaneImplColorModeXmlBase::openColorModeFile(std::vector<std::st
     return nullptr;
 }
 
-HuevaneXmlDoc HuevaneImplColorModeXmlBase::parseColorModeFile(int fd, const std::string& url) {
+HuevaneXmlDoc HuevaneImplColorModeXmlBase::parseColorModeFile(int fd, const std::string& url,
+                                                              bool holdLutTexts) {
     // Older libxml2 sets itself up on first use without a lock; displays may be created on
     // several threads at once, so it is set up exactly once here.
     static const bool PARSER_READY = (xmlInitParser(), true);
@@ -195,23 +293,24 @@ HuevaneXmlDoc HuevaneImplColorModeXmlBase::parseColorModeFile(int fd, const std:
     std::unique_ptr<xmlParserCtxt, ParserContextFree> context(xmlNewParserCtxt());
     if (!context) return nullptr;
     setParserOptions(context.get());
-    // A regular file is parsed from a read-only mapping: one pass over the bytes, without the
-    // reader's chunked copies. Its pages are mapped all at once (one fault per page costs more
-    // than the copy libxml2 makes). Anything that cannot be mapped is read from the descriptor.
-    struct stat status {};
-    if (fstat(fd, &status) == 0 && S_ISREG(status.st_mode) && status.st_size > 0 &&
-        status.st_size <= MAX_DOCUMENT_BYTES) {
-        const size_t size = static_cast<size_t>(status.st_size);
-        void* bytes = mmap(nullptr, size, PROT_READ, MAP_PRIVATE | MAP_POPULATE, fd, 0);
-        if (bytes != MAP_FAILED) {
-            HuevaneXmlDoc document(xmlCtxtReadMemory(context.get(), static_cast<const char*>(bytes),
-                                                     static_cast<int>(size), url.c_str(), nullptr,
-                                                     PARSE_OPTIONS));
-            munmap(bytes, size);
-            return document;
-        }
+    std::unique_ptr<HeldLutTexts> held;
+#if LIBXML_VERSION < 21300
+    // (Newer libxml2 resets the handlers with the options; there the texts stay in the tree.)
+    if (holdLutTexts) {
+        held = std::make_unique<HeldLutTexts>();
+        context->_private = held.get();
+        // One handler for both keeps every blank run reported as text, as the options ask.
+        context->sax->characters = holdCharacters;
+        context->sax->ignorableWhitespace = holdCharacters;
+        context->sax->cdataBlock = holdCData;
+        context->sax->reference = holdReference;
     }
-    return HuevaneXmlDoc(xmlCtxtReadFd(context.get(), fd, url.c_str(), nullptr, PARSE_OPTIONS));
+#else
+    (void)holdLutTexts;
+#endif
+    HuevaneXmlDoc document = readDocument(context.get(), fd, url);
+    if (document && held) document->_private = held.release();
+    return document;
 }
 
 uint64_t HuevaneImplColorModeXmlBase::getLutTextsLength(xmlDocPtr document) {
@@ -224,7 +323,12 @@ uint64_t HuevaneImplColorModeXmlBase::getLutTextsLength(xmlDocPtr document) {
         if (!isElementNamed(mode, "mode")) continue;
         for (xmlNodePtr node = mode->children; node != nullptr && length <= MAX_LUT_TEXT_BYTES;
              node = node->next) {
-            if (isLutNode(node)) length += measure.getListLength(node->children, 0);
+            if (!isLutNode(node)) continue;
+            // A held text is counted here; its entity references stay in the tree.
+            const HeldLutTexts* held = getHeldLutTexts(document);
+            auto text = held != nullptr ? held->texts.find(node) : decltype(held->texts.end())();
+            if (held != nullptr && text != held->texts.end()) length += text->second.text.size();
+            length += measure.getListLength(node->children, 0);
         }
     }
     return length;
@@ -273,7 +377,24 @@ xmlNodePtr HuevaneImplColorModeXmlBase::getTuneModeNode(xmlNodePtr root) {
 }
 
 std::string HuevaneImplColorModeXmlBase::getLutText(xmlDocPtr document, const xmlNode* node) {
+    HeldLutTexts* held = getHeldLutTexts(document);
+    auto entry = held != nullptr ? held->texts.find(node) : decltype(held->texts.end())();
+    if (held == nullptr || entry == held->texts.end()) {
+        std::string text;
+        appendListText(document, node->children, 0, &text);
+        return text;
+    }
+    // Handed over, not copied: the reader takes each LUT text once.
+    HeldLutText taken = std::move(entry->second);
+    held->texts.erase(entry);
+    if (taken.references.empty()) return std::move(taken.text);
     std::string text;
-    appendListText(document, node->children, 0, &text);
+    size_t from = 0;
+    for (const auto& reference : taken.references) {
+        text.append(taken.text, from, reference.first - from);
+        appendNodeText(document, reference.second, 0, &text);
+        from = reference.first;
+    }
+    text.append(taken.text, from, std::string::npos);
     return text;
 }

@@ -36,12 +36,16 @@ class HuevaneImplColorModeXmlBase {
 
     // The parsed document of the first name that is a regular file, within both limits, and
     // parses; null when none is. Every name found (missing ones are not) is added to `opened`
-    // with its outcome, when given.
+    // with its outcome, when given. `holdLutTexts` as for parseColorModeFile.
     static HuevaneXmlDoc openColorModeFile(std::vector<std::string>& names,
-                                           HuevaneCalibrationDocuments* opened = nullptr);
+                                           HuevaneCalibrationDocuments* opened = nullptr,
+                                           bool holdLutTexts = false);
     // Parses an open calibration file with the reader's fixed options; `url` names it in
-    // libxml2's error reports.
-    static HuevaneXmlDoc parseColorModeFile(int fd, const std::string& url);
+    // libxml2's error reports. With `holdLutTexts`, the texts of the LUT nodes of mode nodes
+    // are kept beside the tree instead of in it, for a reader that takes each once through
+    // getLutText; everything else reads the same.
+    static HuevaneXmlDoc parseColorModeFile(int fd, const std::string& url,
+                                            bool holdLutTexts = false);
     // Total length of the LUT texts of every mode node once entity references are expanded,
     // counted without expanding them; any value past MAX_LUT_TEXT_BYTES means "too much".
     static uint64_t getLutTextsLength(xmlDocPtr document);
@@ -55,7 +59,8 @@ class HuevaneImplColorModeXmlBase {
     static bool isElementNamed(const xmlNode* node, const char* name);
     // A sub document's first child of `root` that is a mode node named "tune", or null.
     static xmlNodePtr getTuneModeNode(xmlNodePtr root);
-    // A LUT node's text: its content with entity references replaced by their text.
+    // A LUT node's text: its content with entity references replaced by their text. A held text
+    // is handed over: a second call for the same node reads the (then empty) tree.
     static std::string getLutText(xmlDocPtr document, const xmlNode* node);
 };
 

@@ -58,7 +58,7 @@ HuevaneXmlDoc HuevaneImplColorModeXml::getSubXmlDoc(xmlNodePtr& node) {
         return nullptr;
     }
     std::vector<std::string> names = getSubXmlNames(mXmlNames, subXml);
-    return openColorModeFile(names, &mDocuments);
+    return openColorModeFile(names, &mDocuments, true);
 }
 
 std::vector<std::string> HuevaneImplColorModeXml::getSubXmlNames(

@@ -1,6 +1,10 @@
 // Calibration documents: the input becomes the calibration file of display 0 and, split at
 // "\n--8<--\n", a sub document (named by subxml='tune') and the sysfs target-name node. One
 // engine per input lists its modes and intents, stages every pair and updates each time.
+#include <fcntl.h>
+#include <libxml/tree.h>
+#include <unistd.h>
+
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -8,6 +12,8 @@
 #include <vector>
 
 #include "HuevaneFuzzSupport.h"
+#include "HuevaneImplColorModeXml.h"
+#include "HuevaneImplUtil.h"
 #include "IHuevane.h"
 
 namespace {
@@ -40,6 +46,30 @@ void placeFile(DeviceTree& tree, const char* path, const std::vector<std::string
     }
 }
 
+// The library's reader holds LUT texts beside the tree while parsing; every LUT text of every
+// mode node, and the budget count, must equal those read back from the whole tree.
+void checkHeldLutTexts(const std::string& path) {
+    using Reader = HuevaneImplColorModeXmlBase;
+    auto parse = [&](bool hold) {
+        HuevaneFd fd(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+        return fd.get() < 0 ? HuevaneXmlDoc() : Reader::parseColorModeFile(fd.get(), path, hold);
+    };
+    HuevaneXmlDoc tree = parse(false);
+    HuevaneXmlDoc held = parse(true);
+    if (!tree != !held) abort();
+    if (!tree) return;
+    if (Reader::getLutTextsLength(tree.get()) != Reader::getLutTextsLength(held.get())) abort();
+    xmlNodePtr a = xmlDocGetRootElement(tree.get());
+    xmlNodePtr b = xmlDocGetRootElement(held.get());
+    for (a = a ? a->children : nullptr, b = b ? b->children : nullptr; a && b;
+         a = a->next, b = b->next) {
+        for (xmlNodePtr x = a->children, y = b->children; x && y; x = x->next, y = y->next) {
+            if (x->type != XML_ELEMENT_NODE) continue;
+            if (Reader::getLutText(tree.get(), x) != Reader::getLutText(held.get(), y)) abort();
+        }
+    }
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
@@ -68,5 +98,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         fuzzUpdate(engine, true);
     }
     destroyInstance(engine);
+    if (!parts.empty()) checkHeldLutTexts(tree.hostPath(MAIN_DOC));
     return 0;
 }

@@ -47,9 +47,10 @@ std::string entityBomb() {
     return calibration("<degamma>&e10;</degamma>", MODE_OPEN, dtd + "]>");
 }
 
-// 1 MB of text, then `references` references to an entity holding that text, in one LUT.
-std::string entityReferences(int references) {
-    std::string refs;
+// `plain` bytes of text, then `references` references to an entity holding 1 MiB of text, in
+// one LUT.
+std::string entityReferences(int references, size_t plain = 0) {
+    std::string refs(plain, '5');
     for (int i = 0; i < references; i++) refs += "&big;";
     return calibration("<degamma>" + refs + "</degamma>", MODE_OPEN,
                        "<!DOCTYPE Calib_Data [<!ENTITY big '" + std::string(1 << 20, '7') + "'>]>");
@@ -257,6 +258,10 @@ const BadInput ROWS[] = {
     {"1 MB entity referenced 100 times", file(entityReferences(100)), nullptr, true, {}, 0, 0, 0,
      std::string(DEFAULT_OPENED_PATH) +
              ": entity references take its LUT texts past 67108864 bytes\n"},
+    // The document's own text counts too: 63 MiB by reference and 1 MiB + 1 byte in place.
+    {"64 MiB + 1 of LUT text", file(entityReferences(63, (1 << 20) + 1)), nullptr, true, {}, 0, 0,
+     0, std::string(DEFAULT_OPENED_PATH) +
+                ": entity references take its LUT texts past 67108864 bytes\n"},
     // Sysfs nodes of 0, 127, 128 and 4096 bytes: the target-name table of filesel_test.
 };
 // clang-format on
