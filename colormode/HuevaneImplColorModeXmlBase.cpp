@@ -149,6 +149,7 @@ struct HeldLutTexts {
     }
 };
 
+#if LIBXML_VERSION < 21300
 void holdCharacters(void* context, const xmlChar* characters, int length) {
     HeldLutText* held = HeldLutTexts::of(context);
     if (held == nullptr) return xmlSAX2Characters(context, characters, length);
@@ -170,6 +171,7 @@ void holdReference(void* context, const xmlChar* name) {
         held->references.emplace_back(held->text.size(), parent->last);
     }
 }
+#endif
 
 HeldLutTexts* getHeldLutTexts(const xmlDoc* document) {
     return static_cast<HeldLutTexts*>(document->_private);
