@@ -88,12 +88,12 @@ unsigned short HuevaneImplUtil::getCrc16(const unsigned char* data, int32_t leng
     genCrc16Table();
     if (length < 1) return CRC16_EMPTY;
     const size_t count = static_cast<size_t>(length);
+    // Short texts cost less through the tables than a fold's set-up.
+    const bool folds = length >= CRC16_FOLD_MIN;
     unsigned int crc = huevane::CRC16_INIT;
-    if (length < CRC16_FOLD_MIN) {
-        crc = huevane::walkCrc16Tables(data, count, crc);
-    } else if (huevane::hasCrc16FoldWide()) {
+    if (folds && huevane::hasCrc16FoldWide()) {
         crc = huevane::walkCrc16FoldWide(data, count, crc);
-    } else if (huevane::hasCrc16Fold()) {
+    } else if (folds && huevane::hasCrc16Fold()) {
         crc = huevane::walkCrc16Fold(data, count, crc);
     } else {
         crc = huevane::walkCrc16Tables(data, count, crc);
