@@ -177,6 +177,14 @@ HeldLutTexts* getHeldLutTexts(const xmlDoc* document) {
     return static_cast<HeldLutTexts*>(document->_private);
 }
 
+// The held text of `node`, or null when the tree holds it.
+HeldLutText* findHeldLutText(const xmlDoc* document, const xmlNode* node) {
+    HeldLutTexts* held = getHeldLutTexts(document);
+    if (held == nullptr) return nullptr;
+    auto entry = held->texts.find(node);
+    return entry != held->texts.end() ? &entry->second : nullptr;
+}
+
 // No network, and no DTD, external entity or XInclude is ever loaded (none of those options is
 // set). Nothing silences errors: libxml2 reports them under the document's device path.
 constexpr int PARSE_OPTIONS = XML_PARSE_NONET;
@@ -327,9 +335,9 @@ uint64_t HuevaneImplColorModeXmlBase::getLutTextsLength(xmlDocPtr document) {
              node = node->next) {
             if (!isLutNode(node)) continue;
             // A held text is counted here; its entity references stay in the tree.
-            const HeldLutTexts* held = getHeldLutTexts(document);
-            auto text = held != nullptr ? held->texts.find(node) : decltype(held->texts.end())();
-            if (held != nullptr && text != held->texts.end()) length += text->second.text.size();
+            if (const HeldLutText* held = findHeldLutText(document, node)) {
+                length += held->text.size();
+            }
             length += measure.getListLength(node->children, 0);
         }
     }
@@ -379,16 +387,15 @@ xmlNodePtr HuevaneImplColorModeXmlBase::getTuneModeNode(xmlNodePtr root) {
 }
 
 std::string HuevaneImplColorModeXmlBase::getLutText(xmlDocPtr document, const xmlNode* node) {
-    HeldLutTexts* held = getHeldLutTexts(document);
-    auto entry = held != nullptr ? held->texts.find(node) : decltype(held->texts.end())();
-    if (held == nullptr || entry == held->texts.end()) {
+    HeldLutText* held = findHeldLutText(document, node);
+    if (held == nullptr) {
         std::string text;
         appendListText(document, node->children, 0, &text);
         return text;
     }
     // Handed over, not copied: the reader takes each LUT text once.
-    HeldLutText taken = std::move(entry->second);
-    held->texts.erase(entry);
+    HeldLutText taken = std::move(*held);
+    *held = HeldLutText();
     if (taken.references.empty()) return std::move(taken.text);
     std::string text;
     size_t from = 0;

@@ -60,7 +60,7 @@ class HuevaneImplColorModeXmlBase {
     // A sub document's first child of `root` that is a mode node named "tune", or null.
     static xmlNodePtr getTuneModeNode(xmlNodePtr root);
     // A LUT node's text: its content with entity references replaced by their text. A held text
-    // is handed over: a second call for the same node reads the (then empty) tree.
+    // is handed over: a second call for the same node gives the empty text.
     static std::string getLutText(xmlDocPtr document, const xmlNode* node);
 };
 
