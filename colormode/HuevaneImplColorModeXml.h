@@ -52,7 +52,8 @@ class HuevaneImplColorModeXml : public HuevaneImplColorModeXmlBase {
 
     // Data-LUT map.
     void putDataLutsMap(xmlDocPtr& document, xmlNodePtr& node, const huevane::HuevaneLutKey& key);
-    pvx_colormode_data_header getColorModeDataHeader(xmlNodePtr& node, const std::string& text);
+    static pvx_colormode_data_header getColorModeDataHeader(xmlNodePtr& node, uint32_t id,
+                                                            const std::string& text);
     HuevaneXmlDoc getSubXmlDoc(xmlNodePtr& node);
     // The names a sub document called `subXml` is looked for under, one per calibration name:
     // "_" + subXml goes before the name's last ".xml"; a name without ".xml" gives none.

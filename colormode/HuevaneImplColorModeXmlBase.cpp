@@ -7,10 +7,10 @@
 #include <libxml/tree.h>
 #include <libxml/xmlversion.h>
 #include <log/log.h>
-#include <sys/mman.h>
-#include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstring>
 #include <memory>
 #include <unordered_map>
@@ -75,13 +75,6 @@ class LutTextMeasure {
         return std::min(length, LIMIT + 1);
     }
 
-  private:
-    static constexpr uint64_t LIMIT = HuevaneImplColorModeXmlBase::MAX_LUT_TEXT_BYTES;
-
-    static uint64_t getContentLength(const xmlNode* node) {
-        return node->content != nullptr ? strlen(reinterpret_cast<const char*>(node->content)) : 0;
-    }
-
     uint64_t getReferenceLength(const xmlNode* reference, int depth) {
         if (depth >= MAX_ENTITY_DEPTH) return 0;
         xmlEntityPtr entity = xmlGetDocEntity(mDocument, reference->name);
@@ -91,6 +84,13 @@ class LutTextMeasure {
         uint64_t length = getListLength(entity->children, depth + 1);
         mEntityLengths.emplace(entity, length);
         return length;
+    }
+
+  private:
+    static constexpr uint64_t LIMIT = HuevaneImplColorModeXmlBase::MAX_LUT_TEXT_BYTES;
+
+    static uint64_t getContentLength(const xmlNode* node) {
+        return node->content != nullptr ? strlen(reinterpret_cast<const char*>(node->content)) : 0;
     }
 
     xmlDocPtr mDocument;
@@ -118,28 +118,53 @@ bool isNamed(const xmlNode* node, const char* name) {
     return node != nullptr && HuevaneImplColorModeXmlBase::isElementNamed(node, name);
 }
 
+// The document's own <Calib_Data> root, and its mode nodes. (Content parsed for an entity hangs
+// under a temporary root, so nothing in it is either.)
+bool isCalibrationRoot(const xmlNode* node) {
+    return isNamed(node, "Calib_Data") && node->parent != nullptr &&
+           node->parent->type == XML_DOCUMENT_NODE;
+}
+
+bool isCalibrationMode(const xmlNode* node) {
+    return isNamed(node, "mode") && isCalibrationRoot(node->parent);
+}
+
 // The LUT texts of a document parsed for the library's reader, which reads each once: they go
 // straight into strings instead of through text nodes and back out. Kept with the document
 // (its application field) and freed with it.
 struct HeldLutTexts {
-    std::unordered_map<const xmlNode*, HeldLutText> texts;
-    const xmlNode* lastNode = nullptr;  // most calls continue the node of the one before
-    HeldLutText* last = nullptr;
+    // In the order the nodes open, which is the order the reader asks for them; sorted by node
+    // the first time a question comes out of that order. A held node's text arrives only while
+    // it is open, and the next held node is its sibling, so no node gets two entries.
+    std::vector<std::pair<const xmlNode*, HeldLutText>> texts;
+    size_t next = 0;  // the entry the next in-order question is for
+    bool sorted = false;
+    const xmlNode* lastNode = nullptr;
 
     // The held text of the node the parser is filling, or null when its text goes to the tree:
-    // only LUT nodes of a mode node under the document's own <Calib_Data> root are held. Content
-    // parsed for an entity hangs under a temporary root, so it never qualifies.
+    // only LUT nodes of the root's mode nodes are held.
     HeldLutText* find(const xmlNode* node) {
-        if (node == lastNode) return last;
-        if (node == nullptr || node->type != XML_ELEMENT_NODE || !isNamed(node->parent, "mode") ||
-            !isNamed(node->parent->parent, "Calib_Data") ||
-            node->parent->parent->parent == nullptr ||
-            node->parent->parent->parent->type != XML_DOCUMENT_NODE || !isLutNode(node)) {
+        if (node != nullptr && node == lastNode) return &texts.back().second;
+        if (node == nullptr || node->type != XML_ELEMENT_NODE || !isCalibrationMode(node->parent) ||
+            !isLutNode(node)) {
             return nullptr;
         }
         lastNode = node;
-        last = &texts[node];
-        return last;
+        texts.emplace_back(node, HeldLutText());
+        return &texts.back().second;
+    }
+
+    HeldLutText* lookup(const xmlNode* node) {
+        if (!sorted) {
+            if (next < texts.size() && texts[next].first == node) return &texts[next++].second;
+            std::sort(texts.begin(), texts.end(),
+                      [](const auto& a, const auto& b) { return a.first < b.first; });
+            sorted = true;
+        }
+        auto entry = std::lower_bound(
+                texts.begin(), texts.end(), node,
+                [](const auto& held, const xmlNode* key) { return held.first < key; });
+        return entry != texts.end() && entry->first == node ? &entry->second : nullptr;
     }
 
     static HeldLutText* of(void* context) {
@@ -173,6 +198,21 @@ void holdReference(void* context, const xmlChar* name) {
 }
 #endif
 
+// A property's value as xmlGetProp gives it, or null when absent. A value that is one text
+// node (every value a document spells out) is read in place; `copy` owns any other.
+const char* findPropertyText(const xmlNode* node, const char* name, HuevaneXmlString* copy) {
+    const xmlAttr* property = xmlHasProp(node, reinterpret_cast<const xmlChar*>(name));
+    if (property == nullptr) return nullptr;
+    const xmlNode* only = property->children;
+    if (property->type == XML_ATTRIBUTE_NODE && only != nullptr && only->next == nullptr &&
+        (only->type == XML_TEXT_NODE || only->type == XML_CDATA_SECTION_NODE) &&
+        only->content != nullptr) {
+        return reinterpret_cast<const char*>(only->content);
+    }
+    copy->reset(xmlGetProp(node, reinterpret_cast<const xmlChar*>(name)));
+    return reinterpret_cast<const char*>(copy->get());
+}
+
 HeldLutTexts* getHeldLutTexts(const xmlDoc* document) {
     return static_cast<HeldLutTexts*>(document->_private);
 }
@@ -180,9 +220,7 @@ HeldLutTexts* getHeldLutTexts(const xmlDoc* document) {
 // The held text of `node`, or null when the tree holds it.
 HeldLutText* findHeldLutText(const xmlDoc* document, const xmlNode* node) {
     HeldLutTexts* held = getHeldLutTexts(document);
-    if (held == nullptr) return nullptr;
-    auto entry = held->texts.find(node);
-    return entry != held->texts.end() ? &entry->second : nullptr;
+    return held != nullptr ? held->lookup(node) : nullptr;
 }
 
 // No network, and no DTD, external entity or XInclude is ever loaded (none of those options is
@@ -210,24 +248,60 @@ void setParserOptions(xmlParserCtxt* context) {
 #endif
 }
 
-HuevaneXmlDoc readDocument(xmlParserCtxt* context, int fd, const std::string& url) {
-    // A regular file is parsed from a read-only mapping: one pass over the bytes, without the
-    // reader's chunked copies. Its pages are mapped all at once (one fault per page costs more
-    // than the copy libxml2 makes). Anything that cannot be mapped is read from the descriptor.
-    struct stat status {};
-    if (fstat(fd, &status) == 0 && S_ISREG(status.st_mode) && status.st_size > 0 &&
-        status.st_size <= HuevaneImplColorModeXmlBase::MAX_DOCUMENT_BYTES) {
-        const size_t size = static_cast<size_t>(status.st_size);
-        void* bytes = mmap(nullptr, size, PROT_READ, MAP_PRIVATE | MAP_POPULATE, fd, 0);
-        if (bytes != MAP_FAILED) {
-            HuevaneXmlDoc document(xmlCtxtReadMemory(context, static_cast<const char*>(bytes),
-                                                     static_cast<int>(size), url.c_str(), nullptr,
-                                                     PARSE_OPTIONS));
-            munmap(bytes, size);
-            return document;
-        }
+// The bytes of a document, read from its descriptor in large pieces and handed to libxml2 in
+// the small ones it asks for, so it parses as it reads (as xmlParseFile does): few system
+// calls, no mapping to set up and tear down, and no copy of the whole document in fresh pages,
+// whose first touches can cost more than parsing them. Reads stop at the largest document the
+// reader takes, however the file grows meanwhile.
+class DocumentReader {
+  public:
+    explicit DocumentReader(int fd) : mFd(fd), mBuffer(new char[CHUNK_BYTES]) {}
+
+    static int read(void* context, char* bytes, int length) {
+        return static_cast<DocumentReader*>(context)->read(bytes, length);
     }
-    return HuevaneXmlDoc(xmlCtxtReadFd(context, fd, url.c_str(), nullptr, PARSE_OPTIONS));
+
+  private:
+    static constexpr size_t CHUNK_BYTES = size_t{256} << 10;
+
+    int read(char* bytes, int length) {
+        if (mNext == mEnd && !fill()) return mFailed ? -1 : 0;
+        size_t count = std::min(mEnd - mNext, static_cast<size_t>(std::max(length, 0)));
+        memcpy(bytes, mBuffer.get() + mNext, count);
+        mNext += count;
+        return static_cast<int>(count);
+    }
+
+    bool fill() {
+        const uint64_t left =
+                static_cast<uint64_t>(HuevaneImplColorModeXmlBase::MAX_DOCUMENT_BYTES) - mTotal;
+        if (left == 0) return false;
+        ssize_t got;
+        do {
+            got = ::read(mFd, mBuffer.get(), std::min<uint64_t>(CHUNK_BYTES, left));
+        } while (got < 0 && errno == EINTR);
+        if (got <= 0) {
+            mFailed = got < 0;
+            return false;
+        }
+        mNext = 0;
+        mEnd = static_cast<size_t>(got);
+        mTotal += mEnd;
+        return true;
+    }
+
+    int mFd;
+    std::unique_ptr<char[]> mBuffer;
+    size_t mNext = 0;
+    size_t mEnd = 0;
+    uint64_t mTotal = 0;
+    bool mFailed = false;
+};
+
+HuevaneXmlDoc readDocument(xmlParserCtxt* context, int fd, const std::string& url) {
+    DocumentReader reader(fd);
+    return HuevaneXmlDoc(xmlCtxtReadIO(context, DocumentReader::read, nullptr, &reader, url.c_str(),
+                                       nullptr, PARSE_OPTIONS));
 }
 
 // Opens, checks and parses one existing candidate. False when the name does not exist (or
@@ -328,30 +402,39 @@ uint64_t HuevaneImplColorModeXmlBase::getLutTextsLength(xmlDocPtr document) {
     if (root == nullptr) return 0;
     LutTextMeasure measure(document);
     uint64_t length = 0;
+    const HeldLutTexts* held = getHeldLutTexts(document);
+    if (held != nullptr && isElementNamed(root, "Calib_Data")) {
+        // Every LUT text of a mode node was held: its own text is counted here, and only its
+        // entity references stayed in the tree.
+        for (auto entry = held->texts.begin();
+             entry != held->texts.end() && length <= MAX_LUT_TEXT_BYTES; ++entry) {
+            length += entry->second.text.size();
+            for (const auto& reference : entry->second.references) {
+                length += measure.getReferenceLength(reference.second, 0);
+            }
+        }
+        return std::min(length, MAX_LUT_TEXT_BYTES + 1);
+    }
     for (xmlNodePtr mode = root->children; mode != nullptr && length <= MAX_LUT_TEXT_BYTES;
          mode = mode->next) {
         if (!isElementNamed(mode, "mode")) continue;
         for (xmlNodePtr node = mode->children; node != nullptr && length <= MAX_LUT_TEXT_BYTES;
              node = node->next) {
-            if (!isLutNode(node)) continue;
-            // A held text is counted here; its entity references stay in the tree.
-            if (const HeldLutText* held = findHeldLutText(document, node)) {
-                length += held->text.size();
-            }
-            length += measure.getListLength(node->children, 0);
+            if (isLutNode(node)) length += measure.getListLength(node->children, 0);
         }
     }
-    return length;
+    return std::min(length, MAX_LUT_TEXT_BYTES + 1);
 }
 
 uint32_t HuevaneImplColorModeXmlBase::getValueFromXmlProperty(xmlNodePtr& node,
                                                               const char* propertyName) {
-    std::string text;
-    if (!getTextFromXmlProperty(node, propertyName, &text)) return PVX_VALUE_ABSENT;
+    HuevaneXmlString copy;
+    const char* text = findPropertyText(node, propertyName, &copy);
+    if (text == nullptr) return PVX_VALUE_ABSENT;
     // A value that is not a signed 32-bit number reads as absent.
     int64_t value = 0;
-    if (!huevane::parseDecimal(text.data(), text.data() + text.size(), &value) ||
-        value < INT32_MIN || value > INT32_MAX) {
+    if (!huevane::parseDecimal(text, text + strlen(text), &value) || value < INT32_MIN ||
+        value > INT32_MAX) {
         return PVX_VALUE_ABSENT;
     }
     return static_cast<uint32_t>(static_cast<int32_t>(value));
@@ -359,15 +442,16 @@ uint32_t HuevaneImplColorModeXmlBase::getValueFromXmlProperty(xmlNodePtr& node,
 
 bool HuevaneImplColorModeXmlBase::getTextFromXmlProperty(xmlNodePtr& node, const char* propertyName,
                                                          std::string* text) {
-    HuevaneXmlString value(xmlGetProp(node, reinterpret_cast<const xmlChar*>(propertyName)));
-    if (!value) return false;
-    text->assign(reinterpret_cast<const char*>(value.get()));
+    HuevaneXmlString copy;
+    const char* value = findPropertyText(node, propertyName, &copy);
+    if (value == nullptr) return false;
+    text->assign(value);
     return true;
 }
 
 bool HuevaneImplColorModeXmlBase::hasXmlProperty(xmlNodePtr& node, const char* propertyName) {
-    return HuevaneXmlString(xmlGetProp(node, reinterpret_cast<const xmlChar*>(propertyName))) !=
-           nullptr;
+    HuevaneXmlString copy;
+    return findPropertyText(node, propertyName, &copy) != nullptr;
 }
 
 bool HuevaneImplColorModeXmlBase::isElementNamed(const xmlNode* node, const char* name) {

@@ -27,7 +27,7 @@ void HuevaneImplColorModeXml::putDataLutsMap(xmlDocPtr& document, xmlNodePtr& no
         auto known = mNodeNameToEnumMap.find(reinterpret_cast<const char*>(cursor->name));
         if (known == mNodeNameToEnumMap.end()) continue;
         std::string text = getLutText(document, cursor);
-        pvx_colormode_data_header header = getColorModeDataHeader(cursor, text);
+        pvx_colormode_data_header header = getColorModeDataHeader(cursor, known->second, text);
         luts.emplace_back(header, std::move(text));
         sum += header.total_size;
     }
@@ -37,9 +37,8 @@ void HuevaneImplColorModeXml::putDataLutsMap(xmlDocPtr& document, xmlNodePtr& no
 }
 
 pvx_colormode_data_header HuevaneImplColorModeXml::getColorModeDataHeader(xmlNodePtr& node,
+                                                                          uint32_t id,
                                                                           const std::string& text) {
-    auto known = mNodeNameToEnumMap.find(reinterpret_cast<const char*>(node->name));
-    uint32_t id = known == mNodeNameToEnumMap.end() ? PVX_COLORMODE_NODE_COUNT : known->second;
     // An absent property reads as all bits set, so its byte is 0xFF.
     return HuevaneImplUtil::getDataHeader(
             static_cast<uint8_t>(id), text,

@@ -193,10 +193,13 @@ TEST_F(CalibrationTest, SubDocumentSuppliesTheLutsOfItsModeNode) {
         SCOPED_TRACE(c.path + " " + c.content);
         mLog.clear();
         if (!c.path.empty()) mTree.writeFile(c.path, c.content);
-        auto reader = read(calib(modeNode("mode_id='0' intent_id='1'", own, "subxml='enhance'")));
+        // The next mode node's LUTs come after the skipped own ones, out of document order.
+        auto reader = read(calib(modeNode("mode_id='0' intent_id='1'", own, "subxml='enhance'") +
+                                 modeNode("mode_id='1' intent_id='1'", "<hsc>next</hsc>")));
         mTree.removeFile(c.path);
         const HuevaneDataLutList luts = reader->getDataLuts(0, 1);
         EXPECT_EQ(texts(luts), c.expected);
+        EXPECT_EQ(texts(reader->getDataLuts(1, 1)), std::vector<std::string>{"next"});
         if (c.expected == std::vector<std::string>{"abc"}) {
             EXPECT_EQ(headerBytes(luts[0].first), hexBytes("DA 05 10 00 0C 00 02 FF FF FF CD FF"));
             EXPECT_EQ(mLog.count(4, c.path + " opened\n"), 1);
