@@ -98,13 +98,8 @@ class LutTextMeasure {
 };
 
 bool isLutNode(const xmlNode* node) {
-    for (int id = 1; id < HuevaneImplColorModeXml::PVX_COLORMODE_NODE_COUNT; id++) {
-        if (HuevaneImplColorModeXmlBase::isElementNamed(
-                    node, HuevaneImplColorModeXml::getPvxColorModeNode(id))) {
-            return true;
-        }
-    }
-    return false;
+    return node->type == XML_ELEMENT_NODE && HuevaneImplColorModeXml::getPvxColorModeNodeId(
+                                                     reinterpret_cast<const char*>(node->name)) != 0;
 }
 
 // The text of a LUT node set aside while parsing: its text and CDATA contents in order, and
@@ -139,17 +134,13 @@ struct HeldLutTexts {
     std::vector<std::pair<const xmlNode*, HeldLutText>> texts;
     size_t next = 0;  // the entry the next in-order question is for
     bool sorted = false;
-    const xmlNode* lastNode = nullptr;
 
     // The held text of the node the parser is filling, or null when its text goes to the tree:
     // only LUT nodes of the root's mode nodes are held.
     HeldLutText* find(const xmlNode* node) {
-        if (node != nullptr && node == lastNode) return &texts.back().second;
-        if (node == nullptr || node->type != XML_ELEMENT_NODE || !isCalibrationMode(node->parent) ||
-            !isLutNode(node)) {
-            return nullptr;
-        }
-        lastNode = node;
+        if (node == nullptr) return nullptr;
+        if (!texts.empty() && texts.back().first == node) return &texts.back().second;
+        if (!isLutNode(node) || !isCalibrationMode(node->parent)) return nullptr;
         texts.emplace_back(node, HeldLutText());
         return &texts.back().second;
     }
@@ -403,7 +394,7 @@ uint64_t HuevaneImplColorModeXmlBase::getLutTextsLength(xmlDocPtr document) {
     LutTextMeasure measure(document);
     uint64_t length = 0;
     const HeldLutTexts* held = getHeldLutTexts(document);
-    if (held != nullptr && isElementNamed(root, "Calib_Data")) {
+    if (held != nullptr && isCalibrationRoot(root)) {
         // Every LUT text of a mode node was held: its own text is counted here, and only its
         // entity references stayed in the tree.
         for (auto entry = held->texts.begin();
