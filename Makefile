@@ -110,7 +110,7 @@ compare-today: bench-build
 # Style over every tracked C++ file, and clang-tidy (.clang-tidy) over every source the default
 # build compiles. Both are quick to re-run after a merge: `make format` rewrites in place.
 SOURCE_FILES = $(shell git ls-files '*.cpp' '*.h')
-TIDY_PATHS ?= $(CURDIR)/(engine|colormode|sources|tools|tests)/
+TIDY_PATHS ?= $(CURDIR)/(core|colormode|sources|engine|inspect|host|tools|tests)/
 format format-check tidy: EXTRA_PACKAGES += clang-format clang-tidy
 
 format: deps

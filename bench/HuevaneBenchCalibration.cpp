@@ -3,8 +3,7 @@
 #include <cstdint>
 #include <utility>
 
-#include "HuevaneDataLut.h"
-#include "HuevaneImplColorModeXml.h"
+#include "HuevaneNodeTable.h"
 
 namespace {
 
@@ -12,8 +11,8 @@ namespace {
 // gives the names; the two matrix nodes carry matrix texts). Tables of 3 x 17 x 17 points for
 // the colour-gamut nodes, 3 x 257 for the tone curves, smaller ones for the rest: about 30 KB of
 // text per mode node, so one mode's parcel stays well inside the 16-bit parcel size.
-const int TABLE_VALUES[HuevaneImplColorModeXml::PVX_COLORMODE_NODE_COUNT] = {
-        0, 867, 867, 48, 771, 771, 0, 576, 288, 130, 64, 0, 256};
+const int TABLE_VALUES[huevane::PVX_COLORMODE_NODE_COUNT] = {0,   867, 867, 48, 771, 771, 0,
+                                                             576, 288, 130, 64, 0,   256};
 
 const char GAMMA_MATRIX[] =
         "1,78643,-6554,-6554,0,-3277,72090,-3277,0,0,-13107,78643,0,0,0,0,65536";
@@ -38,11 +37,12 @@ std::string modeNode(int mode, int intent) {
                        std::to_string(intent) + "' intent_name='intent" + std::to_string(intent) +
                        "'>\n";
     uint32_t seed = static_cast<uint32_t>(mode * 131 + intent * 17);
-    for (int id = 1; id < HuevaneImplColorModeXml::PVX_COLORMODE_NODE_COUNT; id++) {
-        std::string name = HuevaneImplColorModeXml::getPvxColorModeNode(id);
-        std::string text = id == PVX_NODE_GAMMA_MATRIX    ? GAMMA_MATRIX
-                           : id == PVX_NODE_LINEAR_MATRIX ? LINEAR_MATRIX
-                                                          : tableText(TABLE_VALUES[id], seed++);
+    for (int id = 1; id < huevane::PVX_COLORMODE_NODE_COUNT; id++) {
+        std::string name = huevane::getNodeName(id);
+        std::string text = id == huevane::PVX_NODE_GAMMA_MATRIX ? GAMMA_MATRIX
+                           : id == huevane::PVX_NODE_LINEAR_MATRIX
+                                   ? LINEAR_MATRIX
+                                   : tableText(TABLE_VALUES[id], seed++);
         node += "    <" + name + " att0='" + std::to_string(intent) + "' att1='0'>" + text + "</" +
                 name + ">\n";
     }

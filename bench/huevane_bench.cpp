@@ -18,6 +18,7 @@
 #include "HuevaneBenchLibrary.h"
 #include "HuevaneDeviceTree.h"
 #include "HuevaneImplColorModeXmlBase.h"
+#include "HuevaneDeviceFile.h"
 #include "HuevaneImplUtil.h"
 
 namespace {
@@ -173,7 +174,7 @@ double timeCreate(const HuevaneLibrary& library) {
 double timeParse(const std::string& path) {
     auto start = Clock::now();
     {
-        HuevaneFd fd(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+        huevane::HuevaneFd fd(open(path.c_str(), O_RDONLY | O_CLOEXEC));
         HuevaneXmlDoc document = HuevaneImplColorModeXmlBase::parseColorModeFile(fd.get(), path);
     }
     return seconds(start, Clock::now());

@@ -7,8 +7,8 @@
 
 #include <cstring>
 
+#include "HuevaneDeviceFile.h"
 #include "HuevaneImplColorModeXml.h"
-#include "HuevaneImplUtil.h"
 
 const char* const HuevaneImplColorMode::TARGET_NAME_SYSFS_NODE_PREFIX = "/sys/class/pvx/pvx";
 const char* const HuevaneImplColorMode::TARGET_NAME_SYSFS_NODE_SUFFIX = "xml";
@@ -88,10 +88,11 @@ std::string HuevaneImplColorMode::getXmlNameSuffixNode(uint32_t id) {
 }
 
 std::string HuevaneImplColorMode::getXmlNameSuffix(uint32_t id) {
-    HuevaneFd fd;
+    huevane::HuevaneFd fd;
     int64_t size = 0;
-    HuevaneFileOpen opened = HuevaneImplUtil::openRegularFile(getXmlNameSuffixNode(id), &fd, &size);
-    if (opened == HuevaneFileOpen::NOT_OPENED) {
+    const huevane::HuevaneFileOpen opened =
+            huevane::openDeviceFile(getXmlNameSuffixNode(id), &fd, &size);
+    if (opened == huevane::HuevaneFileOpen::NOT_OPENED) {
         ALOGD("no target name is found(fd(%d))", -1);
         return DOC_EXT;
     }
@@ -99,7 +100,9 @@ std::string HuevaneImplColorMode::getXmlNameSuffix(uint32_t id) {
     memset(buffer, 0, sizeof(buffer));
     // A node that is not a regular file (a FIFO, a device) is never read: it counts as a node
     // whose read failed.
-    ssize_t length = opened == HuevaneFileOpen::OPENED ? read(fd.get(), buffer, sizeof(buffer)) : -1;
+    ssize_t length = opened == huevane::HuevaneFileOpen::OPENED
+                             ? read(fd.get(), buffer, sizeof(buffer))
+                             : -1;
     if (length < 1 || length >= TARGET_NAME_BUFFER) {
         ALOGD("out of range of target name (rd_len:%d)", static_cast<int>(length));
         return DOC_EXT;
@@ -109,7 +112,7 @@ std::string HuevaneImplColorMode::getXmlNameSuffix(uint32_t id) {
     // The driver ends the name with a newline; the last byte goes whatever it is.
     if (!name.empty()) name.pop_back();
     // A name that could climb out of the calibration folder names no file at all.
-    if (!HuevaneImplUtil::isPlainFileName(name)) {
+    if (!huevane::isPlainFileName(name)) {
         ALOGE("target name '%s' is not a file name\n", name.c_str());
         return DOC_EXT;
     }

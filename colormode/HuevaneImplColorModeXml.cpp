@@ -5,13 +5,6 @@
 #include <libxml/tree.h>
 #include <log/log.h>
 
-#include <cstring>
-
-const char* const HuevaneImplColorModeXml::PVX_COLORMODE_NODE[13] = {
-        nullptr, "cgc17_enc",     "cgc17_con", "cgc_dither", "degamma",
-        "gamma", "gamma_matrix",  "hsc48_lcg", "hsc",        "scl",
-        "de",    "linear_matrix", "atc"};
-
 HuevaneImplColorModeXml::HuevaneImplColorModeXml(std::vector<std::string> xmlNames)
     : mXmlNames(std::move(xmlNames)) {
     buildupPvxNodeNameToEnumMap();
@@ -36,16 +29,7 @@ void HuevaneImplColorModeXml::buildupPvxNodeNameToEnumMap() {
 }
 
 const char* HuevaneImplColorModeXml::getPvxColorModeNode(int32_t index) {
-    if (index < 1 || index >= PVX_COLORMODE_NODE_COUNT) return nullptr;
-    return PVX_COLORMODE_NODE[index];
-}
-
-uint32_t HuevaneImplColorModeXml::getPvxColorModeNodeId(const char* name) {
-    if (name == nullptr) return 0;
-    for (uint32_t id = 1; id < PVX_COLORMODE_NODE_COUNT; id++) {
-        if (strcmp(name, PVX_COLORMODE_NODE[id]) == 0) return id;
-    }
-    return 0;
+    return huevane::getNodeName(index);
 }
 
 bool HuevaneImplColorModeXml::isValidXmlProperties(xmlNodePtr& node) {

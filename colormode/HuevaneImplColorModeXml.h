@@ -12,30 +12,16 @@
 #include <vector>
 
 #include "HuevaneDataLut.h"
+#include "HuevaneDataLutMap.h"
 #include "HuevaneImplColorModeXmlBase.h"
+#include "HuevaneNodeTable.h"
 #include "IHuevane.h"
-
-namespace huevane {
-
-// (mode id, intent id)
-using HuevaneLutKey = std::pair<uint32_t, uint32_t>;
-
-struct PairHash {
-    // Both ids, mixed: keys such as (k, k) or (k, k ^ 1) must not share a bucket, or a file
-    // with many of them makes building the map quadratic.
-    size_t operator()(const huevane::HuevaneLutKey& key) const {
-        uint64_t both = (uint64_t{key.first} << 32 | key.second) * 0x9E3779B97F4A7C15u;
-        return static_cast<size_t>(both ^ both >> 32);
-    }
-};
-
-}  // namespace huevane
 
 class HuevaneImplColorModeXml : public HuevaneImplColorModeXmlBase {
   public:
     // Index = node id written into data-LUT headers; entry 0 names no LUT.
-    static const char* const PVX_COLORMODE_NODE[13];
-    static constexpr int PVX_COLORMODE_NODE_COUNT = 13;
+    static constexpr const auto& PVX_COLORMODE_NODE = huevane::PVX_COLORMODE_NODE;
+    static constexpr int PVX_COLORMODE_NODE_COUNT = huevane::PVX_COLORMODE_NODE_COUNT;
 
     explicit HuevaneImplColorModeXml(std::vector<std::string> xmlNames);
     ~HuevaneImplColorModeXml();
@@ -45,8 +31,6 @@ class HuevaneImplColorModeXml : public HuevaneImplColorModeXmlBase {
     // Document walk.
     void buildupPvxNodeNameToEnumMap();
     static const char* getPvxColorModeNode(int32_t index);
-    // The node id of a LUT node name; 0 when the name is no LUT node.
-    static uint32_t getPvxColorModeNodeId(const char* name);
     static bool isValidXmlProperties(xmlNodePtr& node);
     int32_t buildupColorModeNodes();
 
@@ -85,7 +69,7 @@ class HuevaneImplColorModeXml : public HuevaneImplColorModeXmlBase {
     const HuevaneCalibrationDocuments& getCalibrationDocuments() const { return mDocuments; }
 
   private:
-    std::unordered_map<huevane::HuevaneLutKey, HuevaneDataLutList, huevane::PairHash> mDataLutsMap;
+    huevane::HuevaneDataLutMap mDataLutsMap;
     std::vector<HuevaneMode> mColorModeList;
     std::unordered_map<uint32_t, std::vector<DisplayRenderIntent>> mRenderIntentMap;
     std::unordered_map<std::string, uint32_t> mNodeNameToEnumMap;

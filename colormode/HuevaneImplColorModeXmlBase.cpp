@@ -16,8 +16,9 @@
 #include <unordered_map>
 
 #include "HuevaneDecimal.h"
+#include "HuevaneDeviceFile.h"
 #include "HuevaneImplColorModeXml.h"
-#include "HuevaneImplUtil.h"
+#include "HuevaneNodeTable.h"
 
 const char* const HuevaneImplColorModeXmlBase::MODE_PROPERTIES[6] = {
         "name", "mode_id", "gamut_name", "gamut_id", "intent_name", "intent_id"};
@@ -98,8 +99,8 @@ class LutTextMeasure {
 };
 
 bool isLutNode(const xmlNode* node) {
-    return node->type == XML_ELEMENT_NODE && HuevaneImplColorModeXml::getPvxColorModeNodeId(
-                                                     reinterpret_cast<const char*>(node->name)) != 0;
+    return node->type == XML_ELEMENT_NODE &&
+           huevane::getNodeId(reinterpret_cast<const char*>(node->name)) != 0;
 }
 
 // The text of a LUT node set aside while parsing: its text and CDATA contents in order, and
@@ -300,16 +301,16 @@ HuevaneXmlDoc readDocument(xmlParserCtxt* context, int fd, const std::string& ur
 bool readCandidate(const std::string& name, HuevaneXmlDoc* document,
                    HuevaneCalibrationDocument::Outcome* outcome, bool holdLutTexts) {
     using Document = HuevaneCalibrationDocument;
-    HuevaneFd fd;
+    huevane::HuevaneFd fd;
     int64_t size = 0;
-    switch (HuevaneImplUtil::openRegularFile(name, &fd, &size)) {
-        case HuevaneFileOpen::NOT_OPENED:
+    switch (huevane::openDeviceFile(name, &fd, &size)) {
+        case huevane::HuevaneFileOpen::NOT_OPENED:
             return false;
-        case HuevaneFileOpen::NOT_REGULAR:
+        case huevane::HuevaneFileOpen::NOT_REGULAR:
             ALOGE("%s is not a regular file\n", name.c_str());
             *outcome = Document::NOT_A_FILE;
             return true;
-        case HuevaneFileOpen::OPENED:
+        case huevane::HuevaneFileOpen::OPENED:
             break;
     }
     if (size > HuevaneImplColorModeXmlBase::MAX_DOCUMENT_BYTES) {

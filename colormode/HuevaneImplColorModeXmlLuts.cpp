@@ -7,8 +7,8 @@
 
 #include <algorithm>
 
+#include "HuevaneDeviceFile.h"
 #include "HuevaneImplColorModeXml.h"
-#include "HuevaneImplUtil.h"
 
 namespace {
 
@@ -40,7 +40,7 @@ pvx_colormode_data_header HuevaneImplColorModeXml::getColorModeDataHeader(xmlNod
                                                                           uint32_t id,
                                                                           const std::string& text) {
     // An absent property reads as all bits set, so its byte is 0xFF.
-    return HuevaneImplUtil::getDataHeader(
+    return huevane::getDataHeader(
             static_cast<uint8_t>(id), text,
             static_cast<uint8_t>(getValueFromXmlProperty(node, "att0") & 0xFF),
             static_cast<uint8_t>(getValueFromXmlProperty(node, "att1") & 0xFF),
@@ -52,7 +52,7 @@ HuevaneXmlDoc HuevaneImplColorModeXml::getSubXmlDoc(xmlNodePtr& node) {
     std::string subXml;
     if (!getTextFromXmlProperty(node, "subxml", &subXml)) return nullptr;
     // A value that could climb out of the calibration folder counts as no subxml at all.
-    if (!HuevaneImplUtil::isPlainFileName(subXml)) {
+    if (!huevane::isPlainFileName(subXml)) {
         ALOGE("subxml '%s' is not a file name\n", subXml.c_str());
         return nullptr;
     }

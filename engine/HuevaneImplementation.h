@@ -13,19 +13,9 @@
 #include "HuevaneImplExtension.h"
 #include "HuevaneImplMatrix.h"
 #include "HuevaneImplTransform.h"
+#include "HuevaneNodeTable.h"
 #include "HuevaneParcel.h"
 #include "IHuevane.h"
-
-namespace huevane {
-
-// Tells a matrix stage where an offered LUT comes from.
-enum SourceKind : int32_t {
-    SOURCE_KIND_COLOR_MODE = 0,
-    SOURCE_KIND_TRANSFORM = 1,
-    SOURCE_KIND_EXTENSION = 2,
-};
-
-}  // namespace huevane
 
 class HuevaneImplementation : public IHuevane {
   public:
@@ -68,8 +58,8 @@ class HuevaneImplementation : public IHuevane {
     std::unique_ptr<HuevaneImplColorMode> mColorMode;
     std::unique_ptr<HuevaneImplTransform> mTransform;
     std::unique_ptr<HuevaneImplExtension> mExtension;
-    HuevaneImplMatrix mGammaMatrix{PVX_NODE_GAMMA_MATRIX};
-    HuevaneImplMatrix mLinearMatrix{PVX_NODE_LINEAR_MATRIX};
+    HuevaneImplMatrix mGammaMatrix{huevane::PVX_NODE_GAMMA_MATRIX};
+    HuevaneImplMatrix mLinearMatrix{huevane::PVX_NODE_LINEAR_MATRIX};
     int32_t mMinCoefSize = PVX_MIN_COEF_SIZE;
     uint8_t mSeqNum = 0;
     int32_t mLogLevel = 0;

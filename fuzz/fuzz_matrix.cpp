@@ -24,7 +24,7 @@ void check(bool condition, const char* what) {
 }
 
 HuevaneDataLut makeLut(uint8_t id, const std::string& text, uint8_t attr) {
-    return {HuevaneImplUtil::getDataHeader(id, text, attr, attr ^ 0x5A, 0xFF, 0), text};
+    return {huevane::getDataHeader(id, text, attr, attr ^ 0x5A, 0xFF, 0), text};
 }
 
 // The stage's own output, offered to a fresh stage, must come back byte for byte.

@@ -7,7 +7,6 @@
 
 #include "HuevaneDataLut.h"
 #include "HuevaneImplLutSource.h"
-#include "HuevaneImplUtil.h"
 #include "HuevaneStagedLuts.h"
 
 template <typename T>
@@ -20,7 +19,15 @@ class HuevaneImplCallerSource : public HuevaneImplLutSource<T> {
     void dumpDataLuts() override { huevane::dumpStagedDataLuts(mDataLuts); }
     int32_t getDataLutsMaxSize() override { return mDataLutsMaxSize; }
 
-    HuevaneDataLut initDataHeader() { return HuevaneImplUtil::getInitialDataLut(); }
+    // The blank LUT a caller-given source starts from: empty text, no id, every attribute 0xFF,
+    // total_size and crc 0.
+    HuevaneDataLut initDataHeader() {
+        pvx_colormode_data_header header{};
+        header.magic = PVX_DATA_MAGIC;
+        header.header_size = PVX_DATA_HEADER_SIZE;
+        header.attr0 = header.attr1 = header.attr2 = header.attr3 = PVX_ATTR_NONE;
+        return {header, std::string()};
+    }
 
   protected:
     // LUTs built and not yet collected, oldest first.

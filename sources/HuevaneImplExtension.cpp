@@ -3,7 +3,6 @@
 #include <cstring>
 
 #include "HuevaneDecimal.h"
-#include "HuevaneImplUtil.h"
 
 namespace {
 
@@ -60,7 +59,7 @@ void HuevaneImplExtension::putDataLuts(unsigned char id, std::string text,
         attr[i] = static_cast<uint8_t>(attributes[i] & 0xFF);
     }
     pvx_colormode_data_header header =
-            HuevaneImplUtil::getDataHeader(id, text, attr[0], attr[1], attr[2], attr[3]);
+            huevane::getDataHeader(id, text, attr[0], attr[1], attr[2], attr[3]);
     // Extension LUTs of several calls accumulate until the next update; no warning.
     mDataLuts.emplace_back(header, std::move(text));
 }

@@ -2,7 +2,6 @@
 
 #include <cstring>
 
-#include "HuevaneImplUtil.h"
 #include "HuevaneStagedLuts.h"
 
 using huevane::mat4;
@@ -55,7 +54,7 @@ void HuevaneImplMatrix::updateCombined() {
     }
     Memo& m = memo();
     huevane::formatMatrixText(accumulator.data(), accumulator.size(), &m.combined.second);
-    HuevaneImplUtil::setDataHeaderText(m.combined.first, m.combined.second);
+    huevane::setDataHeaderText(m.combined.first, m.combined.second);
     m.combinedValid = true;
 }
 
@@ -101,7 +100,7 @@ int32_t HuevaneImplMatrix::parseMatrix(int sourceKind, const std::string& text) 
 void HuevaneImplMatrix::putDataLuts(const pvx_colormode_data_header& header, std::string text) {
     huevane::warnUnappliedDataLuts(mDataLuts);
     pvx_colormode_data_header combined = header;
-    HuevaneImplUtil::setDataHeaderText(combined, text);
+    huevane::setDataHeaderText(combined, text);
     mDataLuts.emplace_back(combined, std::move(text));
 }
 

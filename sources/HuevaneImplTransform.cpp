@@ -2,8 +2,8 @@
 
 #include <cstring>
 
-#include "HuevaneImplUtil.h"
 #include "HuevaneMatrixText.h"
+#include "HuevaneNodeTable.h"
 #include "HuevaneStagedLuts.h"
 
 int32_t HuevaneImplTransform::setDataLuts(std::vector<float> matrix) {
@@ -12,7 +12,7 @@ int32_t HuevaneImplTransform::setDataLuts(std::vector<float> matrix) {
     if (mLastMatrix.size() != matrix.size() ||
         memcmp(mLastMatrix.data(), matrix.data(), matrix.size() * sizeof(float)) != 0) {
         huevane::formatMatrixText(matrix.data(), matrix.size(), &mLastLut.second);
-        mLastLut.first = HuevaneImplUtil::getDataHeader(PVX_NODE_GAMMA_MATRIX, mLastLut.second);
+        mLastLut.first = huevane::getDataHeader(huevane::PVX_NODE_GAMMA_MATRIX, mLastLut.second);
         mLastMatrix = std::move(matrix);
     }
     huevane::warnUnappliedDataLuts(mDataLuts);
@@ -22,7 +22,7 @@ int32_t HuevaneImplTransform::setDataLuts(std::vector<float> matrix) {
 
 void HuevaneImplTransform::putDataLuts(unsigned char id, std::string text) {
     huevane::warnUnappliedDataLuts(mDataLuts);
-    pvx_colormode_data_header header = HuevaneImplUtil::getDataHeader(id, text);
+    pvx_colormode_data_header header = huevane::getDataHeader(id, text);
     mDataLuts.emplace_back(header, std::move(text));
 }
 

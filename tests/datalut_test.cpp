@@ -57,14 +57,14 @@ TEST(Crc16, EveryWalkEqualsTheByteWiseWalk) {
 
 TEST(DataHeader, WireBytes) {
     EXPECT_EQ(hexBytes("DA 01 0D 00 0C 00 FF FF FF FF BC FF"),
-              headerBytes(HuevaneImplUtil::getDataHeader(1, "")));
+              headerBytes(huevane::getDataHeader(1, "")));
     // 65 523 + 13 no longer fits 16 bits; the packer refuses such a LUT later.
-    EXPECT_EQ(0, HuevaneImplUtil::getDataHeader(4, std::string(65523, 'a')).total_size);
+    EXPECT_EQ(0, huevane::getDataHeader(4, std::string(65523, 'a')).total_size);
 }
 
 TEST(DataHeader, IdentityIsIdAndAttributesOnly) {
-    const HuevaneDataLut base{HuevaneImplUtil::getDataHeader(8, "abc", 1, 2, 3, 4), "abc"};
-    HuevaneDataLut longer{HuevaneImplUtil::getDataHeader(8, "abcdef", 1, 2, 3, 4), "abcdef"};
+    const HuevaneDataLut base{huevane::getDataHeader(8, "abc", 1, 2, 3, 4), "abc"};
+    HuevaneDataLut longer{huevane::getDataHeader(8, "abcdef", 1, 2, 3, 4), "abcdef"};
     longer.first.magic = 0;
     EXPECT_TRUE(HuevaneImplementation::compareDataLut(base, longer));
 

@@ -24,7 +24,7 @@ std::string calibration(const std::string& luts) {
 
 void appendEntry(std::vector<uint8_t>& parcel, uint8_t id, const std::string& text,
                  uint8_t attr0 = 0xFF) {
-    std::vector<uint8_t> header = headerBytes(HuevaneImplUtil::getDataHeader(id, text, attr0));
+    std::vector<uint8_t> header = headerBytes(huevane::getDataHeader(id, text, attr0));
     parcel.insert(parcel.end(), header.begin(), header.end());
     parcel.insert(parcel.end(), text.begin(), text.end());
     parcel.push_back(0);
@@ -174,7 +174,7 @@ TEST_F(EngineTest, LaterLutOfTheSameIdentityReplacesInPlace) {
     extend("1", {{4, "d"}});
     HuevaneDataLutList luts = mEngine->createDataLuts();
     ASSERT_EQ(3u, luts.size());
-    EXPECT_EQ(headerBytes(HuevaneImplUtil::getDataHeader(4, "cc")), headerBytes(luts[0].first));
+    EXPECT_EQ(headerBytes(huevane::getDataHeader(4, "cc")), headerBytes(luts[0].first));
     EXPECT_EQ("cc", luts[0].second);
     EXPECT_EQ("b", luts[1].second);
     EXPECT_EQ("d", luts[2].second);

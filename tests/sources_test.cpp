@@ -22,7 +22,7 @@ const std::string TRANSFORM_TEXT = "1,32768,0,0,0,0,32768,0,0,0,0,32768,0,6554,6
 const std::string WARNING = "previous lut (1) has not been applied\n";
 
 HuevaneDataLut makeLut(uint8_t id, const std::string& text, uint8_t attr0 = 0xFF) {
-    return {HuevaneImplUtil::getDataHeader(id, text, attr0), text};
+    return {huevane::getDataHeader(id, text, attr0), text};
 }
 
 std::vector<float> identity() {

@@ -19,11 +19,13 @@
 
 #include "HuevaneDataLut.h"
 #include "HuevaneDecimal.h"
+#include "HuevaneDeviceFile.h"
 #include "HuevaneImplColorModeXml.h"
 #include "HuevaneImplColorModeXmlBase.h"
 #include "HuevaneImplTransform.h"
 #include "HuevaneImplUtil.h"
 #include "HuevaneMatrixText.h"
+#include "HuevaneNodeTable.h"
 #include "HuevaneParcel.h"
 #include "HuevaneToolFile.h"
 #include "HuevaneXmlError.h"
@@ -75,8 +77,7 @@ struct LintLut {
 
 uint8_t lutNodeId(const xmlNode* node) {
     if (node->type != XML_ELEMENT_NODE) return 0;
-    return static_cast<uint8_t>(HuevaneImplColorModeXml::getPvxColorModeNodeId(
-            reinterpret_cast<const char*>(node->name)));
+    return static_cast<uint8_t>(huevane::getNodeId(reinterpret_cast<const char*>(node->name)));
 }
 
 uint64_t getIdentity(const LintLut& lut) {
@@ -330,7 +331,7 @@ void CalibrationLint::lintLut(const std::string& file, xmlDocPtr document, xmlNo
                        "(at most " +
                        std::to_string(MAX_TEXT) + "): the parcel is refused");
     }
-    if (id == PVX_NODE_GAMMA_MATRIX || id == PVX_NODE_LINEAR_MATRIX) {
+    if (id == huevane::PVX_NODE_GAMMA_MATRIX || id == huevane::PVX_NODE_LINEAR_MATRIX) {
         lintMatrix(file, lut.line, nameOf(node), text);
     }
 
@@ -398,7 +399,7 @@ bool CalibrationLint::lintSubDocument(xmlNodePtr node, int64_t* sum) {
         return false;
     }
     const long line = xmlGetLineNo(node);
-    if (!HuevaneImplUtil::isPlainFileName(subXml)) {
+    if (!huevane::isPlainFileName(subXml)) {
         report("subxml-name", mPath, line, HuevaneSeverity::ERROR,
                "subxml='" + subXml + "' is not a file name: the library ignores it");
         return false;

@@ -9,6 +9,7 @@
 #include "HuevaneImplColorModeXml.h"
 #include "HuevaneImplUtil.h"
 #include "HuevaneMatrixText.h"
+#include "HuevaneNodeTable.h"
 #include "HuevaneParcel.h"
 #include "HuevaneParcelReader.h"
 #include "HuevaneToolJson.h"
@@ -78,8 +79,12 @@ void appendEntryText(size_t k, const HuevaneDecodedEntry& entry, bool fullText, 
         appendProblems("error", entry.errors, out);
         return;
     }
-    *out += std::string(getParcelNodeName(h.id)) +
-            format(" (node %lld) at offset %lld\n", h.id, static_cast<long long>(entry.offset));
+    if (huevane::getNodeName(h.id) != nullptr) {
+        *out += std::string(huevane::getNodeName(h.id)) + format(" (node %lld)", h.id);
+    } else {
+        *out += huevane::getNodeLabel(h.id);
+    }
+    *out += format(" at offset %lld\n", static_cast<long long>(entry.offset));
     *out += format("  header    magic 0x%02llX  total_size %lld  header_size %lld", h.magic,
                    h.total_size, h.header_size);
     *out += format("  attr %lld,%lld,%lld", h.attr0, h.attr1, h.attr2);
@@ -133,7 +138,7 @@ HuevaneJson getEntryJson(const HuevaneDecodedEntry& entry) {
     if (entry.hasHeader) {
         out["magic"] = +h.magic;
         out["id"] = +h.id;
-        out["node"] = getParcelNodeName(h.id);
+        out["node"] = huevane::getNodeLabel(h.id);
         out["total_size"] = +h.total_size;
         out["header_size"] = +h.header_size;
         out["attr"] = {+h.attr0, +h.attr1, +h.attr2, +h.attr3};

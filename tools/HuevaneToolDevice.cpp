@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <cstring>
 
+#include "HuevaneDeviceFile.h"
 #include "HuevaneImplColorMode.h"
 #include "HuevaneImplColorModeXmlBase.h"
 #include "HuevaneImplUtil.h"
@@ -36,8 +37,7 @@ void onXmlError(void*, HuevaneXmlErrorPtr error) {
     // The reader names documents by their device paths; the user's editor wants the copy's.
     const std::string file = error->file != nullptr ? error->file : "";
     gOpening->onXmlProblem(error->level == XML_ERR_WARNING,
-                           file.empty() ? file : HuevaneImplUtil::getDevicePath(file), error->line,
-                           message);
+                           file.empty() ? file : huevane::getDevicePath(file), error->line, message);
 }
 
 using Document = HuevaneCalibrationDocument;
@@ -89,7 +89,7 @@ void HuevaneToolDevice::onXmlProblem(bool warning, const std::string& file, long
 bool HuevaneToolDevice::open() {
     const HuevaneToolCommon& common = mContext.common;
     const size_t errorsBefore = mContext.diagnostics.getErrorCount();
-    HuevaneImplUtil::setDeviceRoot(common.root);
+    huevane::setDeviceRoot(common.root);
     gForwardLog = common.logLevel >= 0;
     __android_log_set_minimum_priority(gForwardLog ? ANDROID_LOG_VERBOSE : ANDROID_LOG_INFO);
     setHuevaneLogSink(onLogRecord);
@@ -125,7 +125,7 @@ void HuevaneToolDevice::readDocuments() {
             mainUsed = true;
             continue;
         }
-        const std::string file = HuevaneImplUtil::getDevicePath(document.path);
+        const std::string file = huevane::getDevicePath(document.path);
         const std::string text = getOutcomeText(document.outcome, sub);
         if (!mXmlReported.insert(file + ":" + text).second) continue;
         // A sub document the library does without is a warning; a calibration document it
@@ -139,7 +139,7 @@ void HuevaneToolDevice::reportCandidates() {
     std::vector<std::string> names = HuevaneImplColorMode::getXmlNames(mContext.common.display);
     if (names.size() == 2 && names[0] == names[1]) names.pop_back();
     for (const std::string& name : names) {
-        const std::string path = HuevaneImplUtil::getDevicePath(name);
+        const std::string path = huevane::getDevicePath(name);
         if (access(path.c_str(), F_OK) != 0) {
             mContext.diagnostics.note(path, 0, std::string("tried: ") + strerror(errno));
         }

@@ -10,6 +10,7 @@
 #include "HuevaneDataLut.h"
 #include "HuevaneImplementation.h"
 #include "HuevaneMatrixText.h"
+#include "HuevaneNodeTable.h"
 #include "HuevaneToolFile.h"
 #include "HuevaneToolJson.h"
 #include "HuevaneToolRequest.h"
@@ -31,7 +32,7 @@ bool describeTextChange(uint8_t id, const std::string& x, const std::string& y,
                         HuevaneDifference* d) {
     bool enabledX = false, enabledY = false;
     huevane::mat4 mx, my;
-    if ((id == PVX_NODE_GAMMA_MATRIX || id == PVX_NODE_LINEAR_MATRIX) &&
+    if ((id == huevane::PVX_NODE_GAMMA_MATRIX || id == huevane::PVX_NODE_LINEAR_MATRIX) &&
         huevane::getMatrixFromText(x, &enabledX, &mx) &&
         huevane::getMatrixFromText(y, &enabledY, &my) && enabledX == enabledY && mx == my) {
         return false;
@@ -62,7 +63,7 @@ HuevaneDifference lutDifference(const char* kind, const HuevaneModelPair& pair,
     d.kind = kind;
     d.modeId = pair.mode.modeId;
     d.intentId = pair.intent.intentId;
-    d.node = getNodeLabel(h.id);
+    d.node = huevane::getNodeLabel(h.id);
     d.attrs = attrsOf(h);
     return d;
 }
@@ -312,7 +313,8 @@ std::vector<HuevaneDifference> diffParcels(const HuevaneDecodedParcel& a,
             HuevaneDifference d;
             d.kind = k < a.entries.size() ? "entry_removed" : "entry_added";
             d.entry = entry;
-            d.detail = getNodeLabel(only.header.id) + " at offset " + std::to_string(only.offset);
+            d.detail = huevane::getNodeLabel(only.header.id) + " at offset " +
+                       std::to_string(only.offset);
             out.push_back(d);
             continue;
         }
@@ -331,7 +333,7 @@ std::vector<HuevaneDifference> diffParcels(const HuevaneDecodedParcel& a,
             d.kind = "entry_changed";
             d.entry = entry;
             d.node = "text";
-            d.detail = getNodeLabel(x.id) + " text: " + d.detail;
+            d.detail = huevane::getNodeLabel(x.id) + " text: " + d.detail;
             out.push_back(d);
         }
     }

@@ -10,6 +10,7 @@
 #include "HuevaneImplTransform.h"
 #include "HuevaneImplUtil.h"
 #include "HuevaneImplementation.h"
+#include "HuevaneNodeTable.h"
 #include "HuevaneToolDevice.h"
 #include "HuevaneToolJson.h"
 #include "IHuevane.h"
@@ -106,7 +107,7 @@ struct AccountedStage {
 // of every entry; the caller checks the result against the engine's parcel.
 std::vector<HuevaneExplainEntry> assemble(const HuevaneCalibrationModel& model,
                                           const HuevaneToolRequest& request) {
-    AccountedStage gamma(PVX_NODE_GAMMA_MATRIX), linear(PVX_NODE_LINEAR_MATRIX);
+    AccountedStage gamma(huevane::PVX_NODE_GAMMA_MATRIX), linear(huevane::PVX_NODE_LINEAR_MATRIX);
     HuevaneDataLutList list;
     std::vector<HuevaneExplainEntry> accounts;
     auto put = [&](const HuevaneExplainEntry& entry) {
@@ -191,14 +192,15 @@ void writeText(const HuevaneExplanation& explanation, std::ostream& out) {
     for (size_t k = 0; k < explanation.entries.size(); k++) {
         const HuevaneExplainEntry& entry = explanation.entries[k];
         const pvx_colormode_data_header& h = entry.lut.first;
-        out << "LUT " << k << "       " << getNodeLabel(h.id) << " (node " << int(h.id) << ") attr "
-            << attrText(h) << " at offset " << entry.offset << ", " << h.total_size << " bytes\n";
+        out << "LUT " << k << "       " << huevane::getNodeLabel(h.id) << " (node " << int(h.id)
+            << ") attr " << attrText(h) << " at offset " << entry.offset << ", " << h.total_size
+            << " bytes\n";
         if (!entry.combined) {
             out << "  from      " << originText(entry.origin) << "\n";
             continue;
         }
         const size_t n = entry.factors.size();
-        out << "  from      " << getNodeLabel(h.id) << " stage: the product of " << n
+        out << "  from      " << huevane::getNodeLabel(h.id) << " stage: the product of " << n
             << " stored matri" << (n == 1 ? "x" : "ces") << ", left to right\n";
         for (size_t f = 0; f < entry.factors.size(); f++) {
             out << "  factor " << f + 1 << "  " << originText(entry.factors[f].origin) << "\n";
@@ -231,11 +233,14 @@ void writeJsonDocument(const HuevaneExplanation& explanation, std::ostream& out)
     HuevaneJson entries = HuevaneJson::array();
     for (const HuevaneExplainEntry& entry : explanation.entries) {
         const pvx_colormode_data_header& h = entry.lut.first;
-        HuevaneJson item = {
-                {"offset", entry.offset},           {"id", h.id},
-                {"node", getNodeLabel(h.id)},       {"attr", {h.attr0, h.attr1, h.attr2, h.attr3}},
-                {"total_size", h.total_size},       {"crc", h.crc},
-                {"from", originJson(entry.origin)}, {"combined", entry.combined}};
+        HuevaneJson item = {{"offset", entry.offset},
+                            {"id", h.id},
+                            {"node", huevane::getNodeLabel(h.id)},
+                            {"attr", {h.attr0, h.attr1, h.attr2, h.attr3}},
+                            {"total_size", h.total_size},
+                            {"crc", h.crc},
+                            {"from", originJson(entry.origin)},
+                            {"combined", entry.combined}};
         if (entry.combined) {
             HuevaneJson factors = HuevaneJson::array();
             for (const HuevaneExplainFactor& factor : entry.factors) {

@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "HuevaneDecimal.h"
+#include "HuevaneDeviceFile.h"
 #include "HuevaneImplColorMode.h"
 #include "HuevaneImplColorModeXml.h"
 #include "HuevaneImplUtil.h"
@@ -44,7 +45,7 @@ class XmlErrorLines {
         HuevaneFinding finding;
         finding.severity =
                 error->level == XML_ERR_WARNING ? HuevaneSeverity::WARNING : HuevaneSeverity::ERROR;
-        finding.file = error->file != nullptr ? HuevaneImplUtil::getDevicePath(error->file) : "";
+        finding.file = error->file != nullptr ? huevane::getDevicePath(error->file) : "";
         finding.line = error->line;
         finding.message = message;
         // Each candidate name that reaches the same file parses it again; say it once.
@@ -63,7 +64,7 @@ class XmlErrorLines {
 // The reader names a document by its device path; this host knows it under the device root.
 std::string documentFile(const xmlDoc* document) {
     return document->URL != nullptr
-                   ? HuevaneImplUtil::getDevicePath(reinterpret_cast<const char*>(document->URL))
+                   ? huevane::getDevicePath(reinterpret_cast<const char*>(document->URL))
                    : "";
 }
 
@@ -199,7 +200,7 @@ const HuevaneModelPair* HuevaneCalibrationModel::findPair(uint32_t modeId, uint3
 }
 
 HuevaneCalibrationModel loadCalibrationFile(const std::string& path) {
-    HuevaneImplUtil::setDeviceRoot("");
+    huevane::setDeviceRoot("");
     if (access(path.c_str(), R_OK) != 0) {
         HuevaneCalibrationModel model;
         model.errors.push_back(error(path, 0, strerror(errno)));
@@ -209,7 +210,7 @@ HuevaneCalibrationModel loadCalibrationFile(const std::string& path) {
 }
 
 HuevaneCalibrationModel loadDeviceCalibration(const std::string& root, uint32_t display) {
-    HuevaneImplUtil::setDeviceRoot(root);
+    huevane::setDeviceRoot(root);
     std::vector<std::string> names = HuevaneImplColorMode::getXmlNames(display);
     std::string tried;
     for (const std::string& name : names) {
@@ -219,7 +220,7 @@ HuevaneCalibrationModel loadDeviceCalibration(const std::string& root, uint32_t 
             names, error("", 0,
                          "no calibration document of display " + std::to_string(display) +
                                  " under " + root + " exists; tried " + tried));
-    HuevaneImplUtil::setDeviceRoot("");
+    huevane::setDeviceRoot("");
     return model;
 }
 

@@ -9,6 +9,7 @@
 
 #include "HuevaneDataLut.h"
 #include "HuevaneImplColorModeXml.h"
+#include "HuevaneNodeTable.h"
 #include "HuevaneToolRequest.h"
 
 namespace {
@@ -26,7 +27,8 @@ enum class LutShape { curve, matrix, text };
 
 LutShape shapeOf(const HuevaneDataLut& lut, std::vector<double>* values, huevane::mat4* matrix) {
     bool enabled = false;
-    if ((lut.first.id == PVX_NODE_GAMMA_MATRIX || lut.first.id == PVX_NODE_LINEAR_MATRIX) &&
+    if ((lut.first.id == huevane::PVX_NODE_GAMMA_MATRIX ||
+         lut.first.id == huevane::PVX_NODE_LINEAR_MATRIX) &&
         huevane::getMatrixFromText(lut.second, &enabled, matrix)) {
         return LutShape::matrix;
     }
@@ -36,7 +38,8 @@ LutShape shapeOf(const HuevaneDataLut& lut, std::vector<double>* values, huevane
 bool isShown(const HuevaneModelLut& lut, const HuevanePlotOptions& options) {
     std::vector<double> values;
     huevane::mat4 matrix;
-    if (!options.node.empty() && getNodeLabel(lut.lut.first.id) != options.node) return false;
+    if (!options.node.empty() && huevane::getNodeLabel(lut.lut.first.id) != options.node)
+        return false;
     return options.matrices || shapeOf(lut.lut, &values, &matrix) != LutShape::matrix;
 }
 
@@ -59,7 +62,7 @@ std::string textAt(int x, int y, const std::string& text, const char* anchor = "
 
 std::string title(const HuevaneModelLut& lut, int y) {
     const pvx_colormode_data_header& h = lut.lut.first;
-    std::string text = getNodeLabel(h.id) + " (node " + std::to_string(h.id) + ") attr " +
+    std::string text = huevane::getNodeLabel(h.id) + " (node " + std::to_string(h.id) + ") attr " +
                        std::to_string(h.attr0) + "," + std::to_string(h.attr1) + "," +
                        std::to_string(h.attr2) + "," + std::to_string(h.attr3);
     if (!lut.place.file.empty()) text += "  " + placeText(lut.place, true);
@@ -247,8 +250,7 @@ struct PlotCommandOptions {
 };
 
 int runPlot(HuevaneToolContext& context, const PlotCommandOptions& options) {
-    if (!options.node.empty() &&
-        HuevaneImplColorModeXml::getPvxColorModeNodeId(options.node.c_str()) == 0) {
+    if (!options.node.empty() && huevane::getNodeId(options.node.c_str()) == 0) {
         context.diagnostics.error("--node " + options.node + " is no LUT node name");
         return TOOL_USAGE;
     }

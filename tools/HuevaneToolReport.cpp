@@ -7,6 +7,7 @@
 #include "HuevaneCalibrationLint.h"
 #include "HuevaneDataLut.h"
 #include "HuevaneMatrixText.h"
+#include "HuevaneNodeTable.h"
 #include "HuevaneToolPlot.h"
 #include "HuevaneToolRequest.h"
 
@@ -53,7 +54,7 @@ std::string lutTable(const HuevaneModelPair& pair) {
             "<table>\n" + row({"node", "id", "attr", "bytes", "crc", "written at"}, "th");
     for (const HuevaneModelLut& lut : pair.luts) {
         const pvx_colormode_data_header& h = lut.lut.first;
-        html += row({getNodeLabel(h.id), std::to_string(h.id),
+        html += row({huevane::getNodeLabel(h.id), std::to_string(h.id),
                      std::to_string(h.attr0) + "," + std::to_string(h.attr1) + "," +
                              std::to_string(h.attr2) + "," + std::to_string(h.attr3),
                      std::to_string(h.total_size), hex(h.crc), placeText(lut.place, true)});
@@ -68,7 +69,7 @@ std::string number(float value) {
 }
 
 std::string matrixTable(const HuevaneModelLut& lut, const huevane::mat4& m) {
-    std::string html = "<p>" + escapeMarkup(getNodeLabel(lut.lut.first.id)) + " at " +
+    std::string html = "<p>" + escapeMarkup(huevane::getNodeLabel(lut.lut.first.id)) + " at " +
                        escapeMarkup(placeText(lut.place, true)) + "</p>\n<table>\n";
     html += row({"column 0", "column 1", "column 2", "column 3", "makes of", "r", "g", "b"}, "th");
     const auto primaries = getMatrixPrimaries(m);
@@ -98,7 +99,7 @@ std::string pairSection(const HuevaneModelPair& pair) {
         bool enabled = false;
         huevane::mat4 matrix;
         const uint8_t id = lut.lut.first.id;
-        if ((id == PVX_NODE_GAMMA_MATRIX || id == PVX_NODE_LINEAR_MATRIX) &&
+        if ((id == huevane::PVX_NODE_GAMMA_MATRIX || id == huevane::PVX_NODE_LINEAR_MATRIX) &&
             huevane::getMatrixFromText(lut.lut.second, &enabled, &matrix)) {
             html += matrixTable(lut, matrix);
         }

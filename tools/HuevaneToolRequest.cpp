@@ -6,8 +6,8 @@
 #include <cstdlib>
 
 #include "HuevaneDataLut.h"
-#include "HuevaneImplColorModeXml.h"
 #include "HuevaneMatrixText.h"
+#include "HuevaneNodeTable.h"
 #include "HuevaneParcel.h"
 #include "HuevaneToolFile.h"
 
@@ -76,14 +76,14 @@ bool readTransform(HuevaneToolContext& context, const std::vector<std::string>& 
 }
 
 bool readNodeId(const std::string& text, uint32_t* id) {
-    *id = HuevaneImplColorModeXml::getPvxColorModeNodeId(text.c_str());
+    *id = huevane::getNodeId(text.c_str());
     if (*id != 0) return true;
     char* end = nullptr;
     errno = 0;
     unsigned long number = strtoul(text.c_str(), &end, 10);
     if (text.empty() || text[0] == '-' || *end != '\0' || errno != 0) return false;
     *id = static_cast<uint32_t>(number);
-    return HuevaneImplColorModeXml::getPvxColorModeNode(static_cast<int32_t>(number)) != nullptr;
+    return huevane::getNodeName(static_cast<int64_t>(number)) != nullptr;
 }
 
 bool readExtension(HuevaneToolContext& context, const std::string& argument,
@@ -113,9 +113,10 @@ bool readExtension(HuevaneToolContext& context, const std::string& argument,
     }
     bool enabled = false;
     huevane::mat4 matrix;
-    if ((extension.id == PVX_NODE_GAMMA_MATRIX || extension.id == PVX_NODE_LINEAR_MATRIX) &&
+    if ((extension.id == huevane::PVX_NODE_GAMMA_MATRIX ||
+         extension.id == huevane::PVX_NODE_LINEAR_MATRIX) &&
         !huevane::getMatrixFromText(extension.text, &enabled, &matrix)) {
-        context.diagnostics.warning("--extension " + getNodeLabel(extension.id) +
+        context.diagnostics.warning("--extension " + huevane::getNodeLabel(extension.id) +
                                     ": not a matrix text (a flag and 16 fixed-point numbers); "
                                     "it is sent as it is instead of being combined");
     }
@@ -233,9 +234,4 @@ int stageToolRequest(IHuevane& engine, const HuevaneToolRequest& request,
         engine.setColorExtension(entries);
     }
     return TOOL_OK;
-}
-
-std::string getNodeLabel(uint32_t id) {
-    const char* name = HuevaneImplColorModeXml::getPvxColorModeNode(static_cast<int32_t>(id));
-    return name != nullptr ? name : "node " + std::to_string(id);
 }

@@ -58,7 +58,4 @@ bool getToolRequest(HuevaneToolContext& context, const HuevaneToolRequestOptions
 int stageToolRequest(IHuevane& engine, const HuevaneToolRequest& request,
                      HuevaneDiagnostics& diagnostics);
 
-// "gamma_matrix" for 6; "node 13" for an id without a name.
-std::string getNodeLabel(uint32_t id);
-
 #endif  // HUEVANE_TOOLS_HUEVANETOOLREQUEST_H

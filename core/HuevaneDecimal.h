@@ -1,7 +1,7 @@
 // The one reader of decimal numbers: calibration ids and attributes, extension attributes and
 // matrix elements all go through it, and so does huevane-tool's lint.
-#ifndef HUEVANE_ENGINE_HUEVANEDECIMAL_H
-#define HUEVANE_ENGINE_HUEVANEDECIMAL_H
+#ifndef HUEVANE_CORE_HUEVANEDECIMAL_H
+#define HUEVANE_CORE_HUEVANEDECIMAL_H
 
 #include <cstdint>
 
@@ -14,4 +14,4 @@ bool parseDecimal(const char* begin, const char* end, int64_t* value);
 
 }  // namespace huevane
 
-#endif  // HUEVANE_ENGINE_HUEVANEDECIMAL_H
+#endif  // HUEVANE_CORE_HUEVANEDECIMAL_H

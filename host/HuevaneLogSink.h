@@ -1,7 +1,7 @@
 // One way for the tests, the tool, the fuzzers and the benchmarks to hear the library's log lines,
 // whichever liblog the host has: the logger callback's form changed between liblog releases.
-#ifndef HUEVANE_TOOLS_HUEVANELOGSINK_H
-#define HUEVANE_TOOLS_HUEVANELOGSINK_H
+#ifndef HUEVANE_HOST_HUEVANELOGSINK_H
+#define HUEVANE_HOST_HUEVANELOGSINK_H
 
 struct HuevaneLogRecord {
     int priority;         // android_LogPriority
@@ -17,4 +17,4 @@ using HuevaneLogSink = bool (*)(const HuevaneLogRecord& record);
 // __android_log_set_minimum_priority).
 void setHuevaneLogSink(HuevaneLogSink sink);
 
-#endif  // HUEVANE_TOOLS_HUEVANELOGSINK_H
+#endif  // HUEVANE_HOST_HUEVANELOGSINK_H

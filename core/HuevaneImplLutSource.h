@@ -1,12 +1,23 @@
 // What every LUT source offers the engine. The virtual order is fixed; the engine reaches the
 // sources through these operations only.
-#ifndef HUEVANE_ENGINE_HUEVANEIMPLLUTSOURCE_H
-#define HUEVANE_ENGINE_HUEVANEIMPLLUTSOURCE_H
+#ifndef HUEVANE_CORE_HUEVANEIMPLLUTSOURCE_H
+#define HUEVANE_CORE_HUEVANEIMPLLUTSOURCE_H
 
 #include <cstdint>
 #include <vector>
 
 #include "HuevaneDataLut.h"
+
+namespace huevane {
+
+// Where a staged LUT comes from; tells a matrix stage under which key to store its matrix.
+enum SourceKind : int32_t {
+    SOURCE_KIND_COLOR_MODE = 0,
+    SOURCE_KIND_TRANSFORM = 1,
+    SOURCE_KIND_EXTENSION = 2,
+};
+
+}  // namespace huevane
 
 template <typename T>
 class HuevaneImplLutSource {
@@ -22,4 +33,4 @@ class HuevaneImplLutSource {
     virtual int32_t setDataLuts(std::vector<T> values) = 0;
 };
 
-#endif  // HUEVANE_ENGINE_HUEVANEIMPLLUTSOURCE_H
+#endif  // HUEVANE_CORE_HUEVANEIMPLLUTSOURCE_H

@@ -8,7 +8,7 @@
 #include <cstdlib>
 #include <vector>
 
-#include "HuevaneImplUtil.h"
+#include "HuevaneDeviceFile.h"
 
 namespace {
 
@@ -48,11 +48,11 @@ DeviceTree::DeviceTree() {
         abort();
     }
     mRoot = buffer.data();
-    HuevaneImplUtil::setDeviceRoot(mRoot);
+    huevane::setDeviceRoot(mRoot);
 }
 
 DeviceTree::~DeviceTree() {
-    HuevaneImplUtil::setDeviceRoot("");
+    huevane::setDeviceRoot("");
     nftw(mRoot.c_str(), removeEntry, 16, FTW_DEPTH | FTW_PHYS);
 }
 

@@ -1,7 +1,7 @@
 // The data LUT: the unit in which colour data travels to the hardware block. A 12-byte record
 // header followed by the LUT's text; the header counts and checks the text's terminating zero.
-#ifndef HUEVANE_ENGINE_HUEVANEDATALUT_H
-#define HUEVANE_ENGINE_HUEVANEDATALUT_H
+#ifndef HUEVANE_CORE_HUEVANEDATALUT_H
+#define HUEVANE_CORE_HUEVANEDATALUT_H
 
 #include <cstddef>
 #include <cstdint>
@@ -12,10 +12,6 @@
 constexpr uint8_t PVX_DATA_MAGIC = 0xDA;
 constexpr uint16_t PVX_DATA_HEADER_SIZE = 12;
 constexpr uint8_t PVX_ATTR_NONE = 0xFF;
-
-// Node ids of the two matrix nodes (their places in the reader's node-name table).
-constexpr uint8_t PVX_NODE_GAMMA_MATRIX = 6;
-constexpr uint8_t PVX_NODE_LINEAR_MATRIX = 11;
 
 // The headers are copied into the parcel as they lie in memory, so their 16- and 32-bit fields
 // come out in the hardware's byte order only on a little-endian machine.
@@ -52,6 +48,12 @@ using HuevaneDataLutList = std::vector<HuevaneDataLut>;
 
 namespace huevane {
 
+// Bytes a text of `textLength` takes in a parcel: its header, the text and its zero byte. Also
+// what total_size holds for it, as long as that fits 16 bits.
+constexpr int64_t getDataLutEntrySize(int64_t textLength) {
+    return textLength + PVX_DATA_HEADER_SIZE + 1;
+}
+
 // Two data LUTs stand for the same hardware slot when their id and four attribute bytes are
 // equal; this packs exactly those five bytes into one number.
 inline uint64_t getDataLutIdentity(const pvx_colormode_data_header& header) {
@@ -59,6 +61,15 @@ inline uint64_t getDataLutIdentity(const pvx_colormode_data_header& header) {
            uint32_t{header.attr2} << 8 | header.attr3;
 }
 
+// A header for `text`: magic, id, header_size, the attribute bytes, and total_size and crc
+// computed from the text.
+pvx_colormode_data_header getDataHeader(uint8_t id, const std::string& text,
+                                        uint8_t attr0 = PVX_ATTR_NONE,
+                                        uint8_t attr1 = PVX_ATTR_NONE, uint8_t attr2 = PVX_ATTR_NONE,
+                                        uint8_t attr3 = PVX_ATTR_NONE);
+// Recomputes total_size (cut to 16 bits) and crc of `header` for `text`.
+void setDataHeaderText(pvx_colormode_data_header& header, const std::string& text);
+
 }  // namespace huevane
 
-#endif  // HUEVANE_ENGINE_HUEVANEDATALUT_H
+#endif  // HUEVANE_CORE_HUEVANEDATALUT_H

@@ -1,8 +1,8 @@
 // A temporary folder that stands for the device's "/" while it lives, for the tests, the fuzzers
 // and the benchmarks alike: they write sysfs nodes and calibration files into it, and the library
 // (the copy linked into the process) reads them there.
-#ifndef HUEVANE_TESTS_SUPPORT_HUEVANEDEVICETREE_H
-#define HUEVANE_TESTS_SUPPORT_HUEVANEDEVICETREE_H
+#ifndef HUEVANE_HOST_HUEVANEDEVICETREE_H
+#define HUEVANE_HOST_HUEVANEDEVICETREE_H
 
 #include <cstddef>
 #include <cstdint>
@@ -34,4 +34,4 @@ class DeviceTree {
     std::string mRoot;
 };
 
-#endif  // HUEVANE_TESTS_SUPPORT_HUEVANEDEVICETREE_H
+#endif  // HUEVANE_HOST_HUEVANEDEVICETREE_H

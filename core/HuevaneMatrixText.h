@@ -1,7 +1,7 @@
 // The matrix text carried by gamma_matrix and linear_matrix LUTs: an enable flag, then 16
 // fixed-point elements with 16 fractional bits, separated by commas.
-#ifndef HUEVANE_SOURCES_HUEVANEMATRIXTEXT_H
-#define HUEVANE_SOURCES_HUEVANEMATRIXTEXT_H
+#ifndef HUEVANE_CORE_HUEVANEMATRIXTEXT_H
+#define HUEVANE_CORE_HUEVANEMATRIXTEXT_H
 
 #include <array>
 #include <cstddef>
@@ -13,6 +13,9 @@ namespace huevane {
 using mat4 = std::array<float, 16>;
 
 constexpr int MATRIX_ELEMENTS = 16;
+// The longest matrix text written: "1," and 16 fields of at most 11 characters ("-2147483648")
+// between 15 commas.
+constexpr size_t MATRIX_TEXT_MAX_LENGTH = 2 + MATRIX_ELEMENTS * 11 + (MATRIX_ELEMENTS - 1);
 
 // Element value -> fixed-point integer: x * 65536 in single precision, rounded half away from
 // zero, saturated to the signed 32-bit range; NaN gives 0.
@@ -32,4 +35,4 @@ bool getMatrixFromText(const std::string& text, bool* enabled, mat4* matrix);
 
 }  // namespace huevane
 
-#endif  // HUEVANE_SOURCES_HUEVANEMATRIXTEXT_H
+#endif  // HUEVANE_CORE_HUEVANEMATRIXTEXT_H

@@ -1,7 +1,8 @@
-// The coefficient parcel: a 12-byte parcel header, then per data LUT its 12-byte header, its text
-// and a zero byte, without gaps. Little-endian, as the hardware block reads it.
-#ifndef HUEVANE_ENGINE_HUEVANEPARCEL_H
-#define HUEVANE_ENGINE_HUEVANEPARCEL_H
+// The coefficient parcel's wire layout and size rule: a 12-byte parcel header, then per data
+// LUT its 12-byte header, its text and a zero byte, without gaps. Little-endian, as the hardware
+// block reads it.
+#ifndef HUEVANE_CORE_HUEVANEPARCEL_H
+#define HUEVANE_CORE_HUEVANEPARCEL_H
 
 #include <cstddef>
 #include <cstdint>
@@ -14,6 +15,9 @@ constexpr uint32_t PVX_PARCEL_MAGIC_WORD = 0x000000DA;
 constexpr int32_t PVX_MIN_COEF_SIZE = 4096;
 // total_size and num_data are 16-bit fields.
 constexpr int32_t PVX_PARCEL_MAX_SIZE = 65535;
+// The longest text one entry can carry: its entry size must fit total_size's 16 bits.
+constexpr int32_t PVX_DATA_TEXT_MAX_SIZE =
+        PVX_PARCEL_MAX_SIZE - static_cast<int32_t>(huevane::getDataLutEntrySize(0));
 
 // The coefficient size the engine asks for: what its sources may stage at most (the sum of their
 // bounds) plus the parcel header, never below `minCoefSize`, saturated at INT32_MAX.
@@ -38,4 +42,4 @@ static_assert(offsetof(pvx_colormode_parcel_header, header_size) == 4, "header_s
 static_assert(offsetof(pvx_colormode_parcel_header, num_data) == 6, "num_data at 6");
 static_assert(offsetof(pvx_colormode_parcel_header, magic_word) == 8, "magic_word at 8");
 
-#endif  // HUEVANE_ENGINE_HUEVANEPARCEL_H
+#endif  // HUEVANE_CORE_HUEVANEPARCEL_H

@@ -2,9 +2,9 @@
 // text, matrices inside gamma_matrix and linear_matrix entries, and every way in which the bytes
 // disagree with the layout. Built for bytes of unknown origin (a buffer dump, a truncated file,
 // garbage): it never reads outside [data, data + size). huevane-tool's decoder prints what it
-// reads; the fuzz targets hold every parcel the engine writes to it.
-#ifndef HUEVANE_TOOLS_HUEVANEPARCELREADER_H
-#define HUEVANE_TOOLS_HUEVANEPARCELREADER_H
+// reads; the tests and fuzz targets hold every parcel the engine writes to it.
+#ifndef HUEVANE_CORE_HUEVANEPARCELREADER_H
+#define HUEVANE_CORE_HUEVANEPARCELREADER_H
 
 #include <cstddef>
 #include <cstdint>
@@ -48,7 +48,4 @@ struct HuevaneDecodedParcel {
 
 HuevaneDecodedParcel readParcel(const uint8_t* data, size_t size);
 
-// The node name of an entry's id; "unknown" for an id without one.
-const char* getParcelNodeName(uint8_t id);
-
-#endif  // HUEVANE_TOOLS_HUEVANEPARCELREADER_H
+#endif  // HUEVANE_CORE_HUEVANEPARCELREADER_H

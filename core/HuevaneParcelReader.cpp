@@ -3,8 +3,8 @@
 #include <cstdio>
 #include <cstring>
 
-#include "HuevaneImplColorModeXml.h"
 #include "HuevaneImplUtil.h"
+#include "HuevaneNodeTable.h"
 
 namespace {
 
@@ -38,9 +38,7 @@ void checkParcelHeader(HuevaneDecodedParcel* parcel) {
 }
 
 void decodeMatrix(HuevaneDecodedEntry* entry) {
-    if (entry->header.id != PVX_NODE_GAMMA_MATRIX && entry->header.id != PVX_NODE_LINEAR_MATRIX) {
-        return;
-    }
+    if (!huevane::isMatrixNode(entry->header.id)) return;
     entry->hasMatrix = huevane::getMatrixFromText(entry->text, &entry->enabled, &entry->matrix);
     if (!entry->hasMatrix) {
         entry->warnings.push_back("not a valid matrix text: the hardware receives it as it is");
@@ -64,7 +62,7 @@ bool decodeEntry(const uint8_t* data, size_t offset, size_t end, HuevaneDecodedE
     if (h.header_size != PVX_DATA_HEADER_SIZE) {
         entry->errors.push_back(format("header_size %lld, not 12", h.header_size));
     }
-    if (HuevaneImplColorModeXml::getPvxColorModeNode(h.id) == nullptr) {
+    if (huevane::getNodeName(h.id) == nullptr) {
         entry->errors.push_back(format("node id %lld names no LUT node", h.id));
     }
     if (h.total_size < PVX_DATA_HEADER_SIZE + 1) {
@@ -124,9 +122,4 @@ HuevaneDecodedParcel readParcel(const uint8_t* data, size_t size) {
                                        static_cast<long long>(end - offset)));
     }
     return parcel;
-}
-
-const char* getParcelNodeName(uint8_t id) {
-    const char* name = HuevaneImplColorModeXml::getPvxColorModeNode(id);
-    return name != nullptr ? name : "unknown";
 }

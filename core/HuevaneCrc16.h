@@ -1,8 +1,8 @@
 // The two walks behind HuevaneImplUtil::getCrc16, exposed so that the tests can hold each one
 // against the byte-wise walk. Both take and return the bare register (always below 0x100: the
 // polynomial and the initial value fit in 8 bits), before the final inversion.
-#ifndef HUEVANE_ENGINE_HUEVANECRC16_H
-#define HUEVANE_ENGINE_HUEVANECRC16_H
+#ifndef HUEVANE_CORE_HUEVANECRC16_H
+#define HUEVANE_CORE_HUEVANECRC16_H
 
 #include <cstddef>
 #include <cstdint>
@@ -28,4 +28,4 @@ extern const uint8_t (&CRC16_TABLE)[256];
 
 }  // namespace huevane
 
-#endif  // HUEVANE_ENGINE_HUEVANECRC16_H
+#endif  // HUEVANE_CORE_HUEVANECRC16_H
