@@ -16,9 +16,9 @@
 #include "HuevaneBenchCalibration.h"
 #include "HuevaneBenchHeap.h"
 #include "HuevaneBenchLibrary.h"
+#include "HuevaneDeviceFile.h"
 #include "HuevaneDeviceTree.h"
 #include "HuevaneImplColorModeXmlBase.h"
-#include "HuevaneDeviceFile.h"
 #include "HuevaneImplUtil.h"
 
 namespace {
