@@ -29,3 +29,7 @@ set(HUEVANE_ENGINE_SOURCES
     ${CMAKE_CURRENT_LIST_DIR}/../engine/HuevaneImplementation.cpp
     ${CMAKE_CURRENT_LIST_DIR}/../engine/HuevaneEntry.cpp
 )
+# Above the engine, beside the shared library: what the library knows, for huevane-tool.
+set(HUEVANE_INSPECT_SOURCES
+    ${CMAKE_CURRENT_LIST_DIR}/../inspect/HuevaneInspection.cpp
+)

@@ -5,7 +5,9 @@
 #include <log/log.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstring>
+#include <utility>
 
 #include "HuevaneDeviceFile.h"
 #include "HuevaneImplColorModeXml.h"
@@ -25,6 +27,11 @@ constexpr ssize_t TARGET_NAME_BUFFER = 128;
 
 HuevaneImplColorMode::HuevaneImplColorMode(uint32_t id) {
     mColorModeXml = std::make_unique<HuevaneImplColorModeXml>(getXmlNames(id));
+}
+
+HuevaneImplColorMode::HuevaneImplColorMode(std::vector<std::string> xmlNames,
+                                           huevane::HuevaneCalibrationAccount* account) {
+    mColorModeXml = std::make_unique<HuevaneImplColorModeXml>(std::move(xmlNames), account);
 }
 
 HuevaneImplColorMode::~HuevaneImplColorMode() {
@@ -77,10 +84,6 @@ void HuevaneImplColorMode::dumpRenderIntentList(unsigned int mode) {
     mColorModeXml->dumpRenderIntentList(mode);
 }
 
-const HuevaneCalibrationDocuments& HuevaneImplColorMode::getCalibrationDocuments() const {
-    return mColorModeXml->getCalibrationDocuments();
-}
-
 std::string HuevaneImplColorMode::getXmlNameSuffixNode(uint32_t id) {
     std::string node = TARGET_NAME_SYSFS_NODE_PREFIX;
     if (id != 0) node += std::to_string(id);
@@ -88,11 +91,21 @@ std::string HuevaneImplColorMode::getXmlNameSuffixNode(uint32_t id) {
 }
 
 std::string HuevaneImplColorMode::getXmlNameSuffix(uint32_t id) {
+    return getXmlNameSuffix(id, nullptr);
+}
+
+std::string HuevaneImplColorMode::getXmlNameSuffix(uint32_t id,
+                                                   huevane::HuevaneTargetNameRecord* record) {
+    using Record = huevane::HuevaneTargetNameRecord;
+    Record ignored;
+    Record& found = record != nullptr ? *record : ignored;
+    found.node = getXmlNameSuffixNode(id);
     huevane::HuevaneFd fd;
     int64_t size = 0;
-    const huevane::HuevaneFileOpen opened =
-            huevane::openDeviceFile(getXmlNameSuffixNode(id), &fd, &size);
+    const huevane::HuevaneFileOpen opened = huevane::openDeviceFile(found.node, &fd, &size);
     if (opened == huevane::HuevaneFileOpen::NOT_OPENED) {
+        found.outcome = Record::NOT_FOUND;
+        found.error = errno;
         ALOGD("no target name is found(fd(%d))", -1);
         return DOC_EXT;
     }
@@ -103,19 +116,26 @@ std::string HuevaneImplColorMode::getXmlNameSuffix(uint32_t id) {
     ssize_t length = opened == huevane::HuevaneFileOpen::OPENED
                              ? read(fd.get(), buffer, sizeof(buffer))
                              : -1;
+    found.readLength = length;
     if (length < 1 || length >= TARGET_NAME_BUFFER) {
+        found.outcome = opened == huevane::HuevaneFileOpen::OPENED ? Record::OUT_OF_RANGE
+                                                                   : Record::NOT_A_FILE;
         ALOGD("out of range of target name (rd_len:%d)", static_cast<int>(length));
         return DOC_EXT;
     }
     buffer[length] = '\0';
     std::string name(buffer);  // a zero byte inside the node ends the name early
+    found.text = name;
     // The driver ends the name with a newline; the last byte goes whatever it is.
     if (!name.empty()) name.pop_back();
+    found.name = name;
     // A name that could climb out of the calibration folder names no file at all.
     if (!huevane::isPlainFileName(name)) {
+        found.outcome = Record::NOT_A_FILE_NAME;
         ALOGE("target name '%s' is not a file name\n", name.c_str());
         return DOC_EXT;
     }
+    found.outcome = Record::READ;
     return "_" + name;
 }
 
@@ -132,6 +152,11 @@ std::string HuevaneImplColorMode::getXmlNamePrefix(uint32_t id) {
 }
 
 std::vector<std::string> HuevaneImplColorMode::getXmlNames(uint32_t id) {
-    std::string withSuffix = getXmlNameWithSuffix(id);
+    return getXmlNames(id, nullptr);
+}
+
+std::vector<std::string> HuevaneImplColorMode::getXmlNames(uint32_t id,
+                                                           huevane::HuevaneTargetNameRecord* record) {
+    std::string withSuffix = getXmlNamePrefix(id) + getXmlNameSuffix(id, record);
     return {withSuffix, getXmlNameDefault(id)};
 }

@@ -21,6 +21,10 @@ class HuevaneImplColorMode : public HuevaneImplLutSource<unsigned int> {
     static const char* const DOC_EXT;
 
     explicit HuevaneImplColorMode(uint32_t id);
+    // A source over the calibration names given, whose reader keeps an account of what it meets
+    // (for inspection; `account` must outlive the source).
+    HuevaneImplColorMode(std::vector<std::string> xmlNames,
+                         huevane::HuevaneCalibrationAccount* account);
     ~HuevaneImplColorMode() override;
     HuevaneImplColorMode(const HuevaneImplColorMode&) = delete;
     HuevaneImplColorMode& operator=(const HuevaneImplColorMode&) = delete;
@@ -36,16 +40,23 @@ class HuevaneImplColorMode : public HuevaneImplLutSource<unsigned int> {
     virtual void dumpColorModeList();
     virtual std::vector<DisplayRenderIntent> getRenderIntentList(unsigned int mode);
     virtual void dumpRenderIntentList(unsigned int mode);
-    // The calibration documents the reader found, main document first (see the reader).
-    const HuevaneCalibrationDocuments& getCalibrationDocuments() const;
+    // For inspection: the reader, and the pair of the last accepted request.
+    HuevaneImplColorModeXml& getColorModeXml() { return *mColorModeXml; }
+    const HuevaneImplColorModeXml& getColorModeXml() const { return *mColorModeXml; }
+    uint32_t getColorModeId() const { return mColorModeId; }
+    uint32_t getRenderIntentId() const { return mRenderIntentId; }
 
     static std::string getXmlNameSuffixNode(uint32_t id);
     static std::string getXmlNameSuffix(uint32_t id);
+    // The same, with what reading the node gave written to `record` when given.
+    static std::string getXmlNameSuffix(uint32_t id, huevane::HuevaneTargetNameRecord* record);
     static std::string getXmlNameWithSuffix(uint32_t id);
     static std::string getXmlNameDefault(uint32_t id);
     static std::string getXmlNamePrefix(uint32_t id);
     // Calibration files to try, in order: the with-suffix name, then the default name.
     static std::vector<std::string> getXmlNames(uint32_t id);
+    static std::vector<std::string> getXmlNames(uint32_t id,
+                                                huevane::HuevaneTargetNameRecord* record);
 
   private:
     std::unique_ptr<HuevaneImplColorModeXml> mColorModeXml;

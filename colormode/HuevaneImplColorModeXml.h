@@ -24,6 +24,10 @@ class HuevaneImplColorModeXml : public HuevaneImplColorModeXmlBase {
     static constexpr int PVX_COLORMODE_NODE_COUNT = huevane::PVX_COLORMODE_NODE_COUNT;
 
     explicit HuevaneImplColorModeXml(std::vector<std::string> xmlNames);
+    // A reader that also keeps an account of what it meets, for inspection; `account` must
+    // outlive the reader.
+    HuevaneImplColorModeXml(std::vector<std::string> xmlNames,
+                            huevane::HuevaneCalibrationAccount* account);
     ~HuevaneImplColorModeXml();
     HuevaneImplColorModeXml(const HuevaneImplColorModeXml&) = delete;
     HuevaneImplColorModeXml& operator=(const HuevaneImplColorModeXml&) = delete;
@@ -45,6 +49,11 @@ class HuevaneImplColorModeXml : public HuevaneImplColorModeXmlBase {
                                                    const std::string& subXml);
     static xmlNodePtr getSubXmlNode(xmlDocPtr& document);
     int32_t tryPutDataLutsMapBySubXml(xmlNodePtr& node, const huevane::HuevaneLutKey& key);
+    // The LUTs of the first of `names` that opens, read as a sub document under `key`, as a mode
+    // node naming it would have them read: 0 when it supplied them, 1 when it has no usable tune
+    // mode, 2 when none opens. For inspecting a sub document on its own.
+    int32_t putDataLutsMapBySubXml(std::vector<std::string> names,
+                                   const huevane::HuevaneLutKey& key);
     HuevaneDataLutList getDataLuts(uint32_t modeId, uint32_t intentId) const;
     // The stored list of the pair itself, or null; valid as long as the reader lives.
     const HuevaneDataLutList* findDataLuts(uint32_t modeId, uint32_t intentId) const;
@@ -63,11 +72,6 @@ class HuevaneImplColorModeXml : public HuevaneImplColorModeXmlBase {
     void dumpColorModeList();
     void dumpRenderIntentList(uint32_t modeId);
 
-    // The calibration documents found while reading, in the order they were opened: the main
-    // document's candidates, then each sub document tried. Tools show where a display's data
-    // came from with it.
-    const HuevaneCalibrationDocuments& getCalibrationDocuments() const { return mDocuments; }
-
   private:
     huevane::HuevaneDataLutMap mDataLutsMap;
     std::vector<HuevaneMode> mColorModeList;
@@ -78,7 +82,15 @@ class HuevaneImplColorModeXml : public HuevaneImplColorModeXmlBase {
     // Keys of the listed modes and intents, so each duplicate check is one lookup.
     std::unordered_set<std::string> mColorModeKeys;
     std::unordered_set<std::string> mRenderIntentKeys;
-    HuevaneCalibrationDocuments mDocuments;
+    // Null unless an inspection asked for an account.
+    huevane::HuevaneCalibrationAccount* mAccount = nullptr;
+
+    // The sub document's LUTs under `key`; 0 when it supplied them, 1 otherwise.
+    int32_t putDataLutsMapBySubXmlDoc(xmlDocPtr document, const huevane::HuevaneLutKey& key);
+    // What the account keeps of the walk.
+    void noteNode(huevane::HuevaneReaderNote::Kind kind, const xmlNode* node, std::string name,
+                  std::string text = std::string());
+    void noteNumber(xmlNodePtr& node, const char* property, bool attribute = false);
 };
 
 #endif  // HUEVANE_COLORMODE_HUEVANEIMPLCOLORMODEXML_H

@@ -290,51 +290,55 @@ class DocumentReader {
     bool mFailed = false;
 };
 
-HuevaneXmlDoc readDocument(xmlParserCtxt* context, int fd, const std::string& url) {
+HuevaneXmlDoc readDocument(xmlParserCtxt* context, int fd, const std::string& url, bool bigLines) {
     DocumentReader reader(fd);
+    const int options = bigLines ? PARSE_OPTIONS | XML_PARSE_BIG_LINES : PARSE_OPTIONS;
     return HuevaneXmlDoc(xmlCtxtReadIO(context, DocumentReader::read, nullptr, &reader, url.c_str(),
-                                       nullptr, PARSE_OPTIONS));
+                                       nullptr, options));
 }
 
-// Opens, checks and parses one existing candidate. False when the name does not exist (or
-// cannot be opened), which the caller passes over silently as before.
-bool readCandidate(const std::string& name, HuevaneXmlDoc* document,
-                   HuevaneCalibrationDocument::Outcome* outcome, bool holdLutTexts) {
-    using Document = HuevaneCalibrationDocument;
+// Opens, checks and parses one candidate; `record` receives what became of it. The document
+// only when it is one the reader takes.
+HuevaneXmlDoc readCandidate(const std::string& name, bool account,
+                            huevane::HuevaneDocumentRecord* record) {
+    using Document = huevane::HuevaneDocumentRecord;
+    record->path = name;
     huevane::HuevaneFd fd;
     int64_t size = 0;
     switch (huevane::openDeviceFile(name, &fd, &size)) {
         case huevane::HuevaneFileOpen::NOT_OPENED:
-            return false;
+            record->outcome = Document::NOT_FOUND;
+            record->error = errno;
+            return nullptr;
         case huevane::HuevaneFileOpen::NOT_REGULAR:
             ALOGE("%s is not a regular file\n", name.c_str());
-            *outcome = Document::NOT_A_FILE;
-            return true;
+            record->outcome = Document::NOT_A_FILE;
+            return nullptr;
         case huevane::HuevaneFileOpen::OPENED:
             break;
     }
     if (size > HuevaneImplColorModeXmlBase::MAX_DOCUMENT_BYTES) {
         ALOGE("%s is larger than %lld bytes\n", name.c_str(),
               static_cast<long long>(HuevaneImplColorModeXmlBase::MAX_DOCUMENT_BYTES));
-        *outcome = Document::TOO_LARGE;
-        return true;
+        record->outcome = Document::TOO_LARGE;
+        return nullptr;
     }
+    // An account wants every node's line, which held texts would take from the LUT nodes.
     HuevaneXmlDoc parsed =
-            HuevaneImplColorModeXmlBase::parseColorModeFile(fd.get(), name, holdLutTexts);
+            HuevaneImplColorModeXmlBase::parseColorModeFile(fd.get(), name, !account, account);
     if (!parsed) {
-        *outcome = Document::NOT_PARSED;  // libxml2's own report names the file
-        return true;
+        record->outcome = Document::NOT_PARSED;  // libxml2's own report names the file
+        return nullptr;
     }
     if (HuevaneImplColorModeXmlBase::getLutTextsLength(parsed.get()) >
         HuevaneImplColorModeXmlBase::MAX_LUT_TEXT_BYTES) {
         ALOGE("%s: entity references take its LUT texts past %llu bytes\n", name.c_str(),
               static_cast<unsigned long long>(HuevaneImplColorModeXmlBase::MAX_LUT_TEXT_BYTES));
-        *outcome = Document::TEXT_BUDGET;
-        return true;
+        record->outcome = Document::TEXT_BUDGET;
+        return nullptr;
     }
-    *document = std::move(parsed);
-    *outcome = Document::USED;
-    return true;
+    record->outcome = Document::USED;
+    return parsed;
 }
 
 }  // namespace
@@ -344,15 +348,14 @@ void HuevaneXmlDocFree::operator()(xmlDoc* document) const {
     xmlFreeDoc(document);
 }
 
-HuevaneXmlDoc HuevaneImplColorModeXmlBase::openColorModeFile(std::vector<std::string>& names,
-                                                             HuevaneCalibrationDocuments* opened,
-                                                             bool holdLutTexts) {
+HuevaneXmlDoc HuevaneImplColorModeXmlBase::openColorModeFile(
+        std::vector<std::string>& names, huevane::HuevaneCalibrationAccount* account, bool sub) {
     for (const std::string& name : names) {
         if (name.empty()) continue;
-        HuevaneXmlDoc document;
-        HuevaneCalibrationDocument::Outcome outcome = HuevaneCalibrationDocument::NOT_PARSED;
-        if (!readCandidate(name, &document, &outcome, holdLutTexts)) continue;
-        if (opened != nullptr) opened->push_back({name, outcome});
+        huevane::HuevaneDocumentRecord record;
+        record.sub = sub;
+        HuevaneXmlDoc document = readCandidate(name, account != nullptr, &record);
+        if (account != nullptr) account->documents.push_back(record);
         if (!document) continue;
         ALOGI("%s opened\n", name.c_str());
         return document;
@@ -361,7 +364,7 @@ HuevaneXmlDoc HuevaneImplColorModeXmlBase::openColorModeFile(std::vector<std::st
 }
 
 HuevaneXmlDoc HuevaneImplColorModeXmlBase::parseColorModeFile(int fd, const std::string& url,
-                                                              bool holdLutTexts) {
+                                                              bool holdLutTexts, bool bigLines) {
     // Older libxml2 sets itself up on first use without a lock; displays may be created on
     // several threads at once, so it is set up exactly once here.
     static const bool PARSER_READY = (xmlInitParser(), true);
@@ -384,7 +387,7 @@ HuevaneXmlDoc HuevaneImplColorModeXmlBase::parseColorModeFile(int fd, const std:
 #else
     (void)holdLutTexts;
 #endif
-    HuevaneXmlDoc document = readDocument(context.get(), fd, url);
+    HuevaneXmlDoc document = readDocument(context.get(), fd, url, bigLines);
     if (document && held) document->_private = held.release();
     return document;
 }

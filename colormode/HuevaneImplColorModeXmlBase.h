@@ -6,46 +6,32 @@
 #include <string>
 #include <vector>
 
+#include "HuevaneCalibrationAccount.h"
+#include "HuevaneCalibrationLimits.h"
 #include "HuevaneXmlOwners.h"
 
 constexpr uint32_t PVX_VALUE_ABSENT = 0xFFFFFFFF;
-
-// A calibration document the reader opened, and what became of it.
-struct HuevaneCalibrationDocument {
-    enum Outcome {
-        USED,         // parsed, and its modes or tune-mode LUTs were read
-        NOT_USED,     // parsed, but nothing in it was taken (no or wrong root, no tune mode)
-        NOT_A_FILE,   // a FIFO, device or folder: refused without reading
-        TOO_LARGE,    // refused before parsing
-        NOT_PARSED,   // not well-formed
-        TEXT_BUDGET,  // entity references would take its LUT texts past the budget
-    };
-    std::string path;  // device path
-    Outcome outcome;
-};
-using HuevaneCalibrationDocuments = std::vector<HuevaneCalibrationDocument>;
 
 class HuevaneImplColorModeXmlBase {
   public:
     // Properties every mode node must carry to be read at all.
     static const char* const MODE_PROPERTIES[6];
-    // No real panel's calibration comes near either limit; past them a document cannot hold
-    // creation for long or take much memory.
-    static constexpr int64_t MAX_DOCUMENT_BYTES = int64_t{64} << 20;
-    static constexpr uint64_t MAX_LUT_TEXT_BYTES = uint64_t{64} << 20;
+    static constexpr int64_t MAX_DOCUMENT_BYTES = huevane::MAX_DOCUMENT_BYTES;
+    static constexpr uint64_t MAX_LUT_TEXT_BYTES = huevane::MAX_LUT_TEXT_BYTES;
 
     // The parsed document of the first name that is a regular file, within both limits, and
-    // parses; null when none is. Every name found (missing ones are not) is added to `opened`
-    // with its outcome, when given. `holdLutTexts` as for parseColorModeFile.
+    // parses; null when none is. With an account, every name tried goes into its documents with
+    // what became of it (`sub`: named by a subxml), and the document keeps every node's line;
+    // without one, the LUT texts are held beside the tree for the reader's walk.
     static HuevaneXmlDoc openColorModeFile(std::vector<std::string>& names,
-                                           HuevaneCalibrationDocuments* opened = nullptr,
-                                           bool holdLutTexts = false);
+                                           huevane::HuevaneCalibrationAccount* account = nullptr,
+                                           bool sub = false);
     // Parses an open calibration file with the reader's fixed options; `url` names it in
     // libxml2's error reports. With `holdLutTexts`, the texts of the LUT nodes of mode nodes
     // are kept beside the tree instead of in it, for a reader that takes each once through
-    // getLutText; everything else reads the same.
+    // getLutText; everything else reads the same. With `bigLines`, lines past 65535 are kept.
     static HuevaneXmlDoc parseColorModeFile(int fd, const std::string& url,
-                                            bool holdLutTexts = false);
+                                            bool holdLutTexts = false, bool bigLines = false);
     // Total length of the LUT texts of every mode node once entity references are expanded,
     // counted without expanding them; any value past MAX_LUT_TEXT_BYTES means "too much".
     static uint64_t getLutTextsLength(xmlDocPtr document);

@@ -13,6 +13,12 @@ namespace {
 // Empty on a device.
 std::string gDeviceRoot;
 
+// "/" and "dir/" stand for the same tree as "" and "dir".
+std::string getRootPrefix(std::string root) {
+    while (!root.empty() && root.back() == '/') root.pop_back();
+    return root;
+}
+
 }  // namespace
 
 HuevaneFd::~HuevaneFd() {
@@ -48,9 +54,11 @@ std::string getDevicePath(const std::string& devicePath) {
 }
 
 void setDeviceRoot(const std::string& root) {
-    gDeviceRoot = root;
-    // "/" and "dir/" stand for the same tree as "" and "dir".
-    while (!gDeviceRoot.empty() && gDeviceRoot.back() == '/') gDeviceRoot.pop_back();
+    gDeviceRoot = getRootPrefix(root);
+}
+
+std::string getDevicePath(const std::string& root, const std::string& devicePath) {
+    return getRootPrefix(root) + devicePath;
 }
 
 }  // namespace huevane

@@ -42,9 +42,12 @@ HuevaneFileOpen openDeviceFile(const std::string& devicePath, HuevaneFd* fd, int
 // calibration folder: no "/" and not "..".
 bool isPlainFileName(const std::string& name);
 
-// The host path of a device path. Internal: never exported from the shared library.
+// The host path of a device path under the device root. Internal: never exported from the shared
+// library.
 std::string getDevicePath(const std::string& devicePath);
 void setDeviceRoot(const std::string& root);
+// The host path of a device path under `root` (not necessarily the current device root).
+std::string getDevicePath(const std::string& root, const std::string& devicePath);
 
 }  // namespace huevane
 

@@ -54,8 +54,8 @@ void formatMatrixText(const float* elements, size_t count, std::string* text) {
     text->resize(static_cast<size_t>(out - begin) - 1);  // no comma after the last field
 }
 
-bool getMatrixFromText(const std::string& text, bool* enabled, mat4* matrix) {
-    if (text.empty()) return false;
+MatrixTextRead readMatrixText(const std::string& text, bool* enabled, mat4* matrix) {
+    if (text.empty()) return MATRIX_TEXT_EMPTY;
     const char* p = text.data();
     const char* const end = p + text.size();
     mat4 values{};
@@ -63,10 +63,10 @@ bool getMatrixFromText(const std::string& text, bool* enabled, mat4* matrix) {
     while (p < end) {
         const char* comma = p;
         while (comma < end && *comma != ',') comma++;
-        if (fields > MATRIX_ELEMENTS) return false;
+        if (fields > MATRIX_ELEMENTS) return MATRIX_TEXT_FIELD_COUNT;
         int64_t number = 0;
-        if (!parseDecimal(p, comma, &number)) return false;
-        if (number < INT32_MIN || number > INT32_MAX) return false;
+        if (!parseDecimal(p, comma, &number)) return MATRIX_TEXT_NOT_A_NUMBER;
+        if (number < INT32_MIN || number > INT32_MAX) return MATRIX_TEXT_OUT_OF_RANGE;
         if (fields == 0) {
             *enabled = number != 0;
         } else {
@@ -77,9 +77,13 @@ bool getMatrixFromText(const std::string& text, bool* enabled, mat4* matrix) {
         // A comma at the very end opens no further field.
         p = comma < end ? comma + 1 : end;
     }
-    if (fields != MATRIX_ELEMENTS + 1) return false;
+    if (fields != MATRIX_ELEMENTS + 1) return MATRIX_TEXT_FIELD_COUNT;
     *matrix = values;
-    return true;
+    return MATRIX_TEXT_OK;
+}
+
+bool getMatrixFromText(const std::string& text, bool* enabled, mat4* matrix) {
+    return readMatrixText(text, enabled, matrix) == MATRIX_TEXT_OK;
 }
 
 }  // namespace huevane

@@ -29,8 +29,16 @@ std::string getMatrixTextFromFloats(const float* elements, size_t count);
 // one matrix text.
 void formatMatrixText(const float* elements, size_t count, std::string* text);
 
-// Reads a matrix text. False when it does not hold a flag and exactly 16 numeric elements
-// (a field without digits or outside the signed 32-bit range rejects the whole text).
+// How a matrix text reads; anything but MATRIX_TEXT_OK rejects the whole text.
+enum MatrixTextRead {
+    MATRIX_TEXT_OK,
+    MATRIX_TEXT_EMPTY,         // no field at all
+    MATRIX_TEXT_NOT_A_NUMBER,  // a field without digits
+    MATRIX_TEXT_OUT_OF_RANGE,  // a field outside the signed 32-bit range
+    MATRIX_TEXT_FIELD_COUNT,   // not a flag and exactly 16 elements
+};
+MatrixTextRead readMatrixText(const std::string& text, bool* enabled, mat4* matrix);
+// True when the text reads (readMatrixText gives MATRIX_TEXT_OK).
 bool getMatrixFromText(const std::string& text, bool* enabled, mat4* matrix);
 
 }  // namespace huevane

@@ -30,6 +30,13 @@ HuevaneImplementation::HuevaneImplementation(uint32_t id)
     ALOGD("%s init completed", "HuevaneImplementation");
 }
 
+HuevaneImplementation::HuevaneImplementation(std::unique_ptr<HuevaneImplColorMode> colorMode)
+    : mColorMode(std::move(colorMode)),
+      mTransform(new HuevaneImplTransform()),
+      mExtension(new HuevaneImplExtension()) {
+    ALOGD("%s init completed", "HuevaneImplementation");
+}
+
 HuevaneImplementation::~HuevaneImplementation() {
     // Sources first, in construction order; the stages go with the members afterwards.
     mColorMode.reset();
@@ -102,31 +109,98 @@ HuevaneDataLutList HuevaneImplementation::createDataLuts() {
 
 void HuevaneImplementation::collectDataLuts(HuevaneDataLutList& list) {
     mIndex.clear();
+    if (mAccount != nullptr) {
+        mAccount->entries.clear();
+        mAccount->vanished.clear();
+        for (auto& emitted : mEmitted) emitted.clear();
+        for (auto& stage : mLastTaken) std::fill(std::begin(stage), std::end(stage), -1);
+    }
     putIndexedDataLuts(list, mColorMode->getDataLuts(), huevane::SOURCE_KIND_COLOR_MODE);
     putIndexedDataLuts(list, mTransform->getDataLuts(), huevane::SOURCE_KIND_TRANSFORM);
     putIndexedDataLuts(list, mExtension->getDataLuts(), huevane::SOURCE_KIND_EXTENSION);
-    putIndexedDataLuts(list, mGammaMatrix.getDataLuts(), -1);
-    putIndexedDataLuts(list, mLinearMatrix.getDataLuts(), -1);
+    putEmittedDataLuts(list, mGammaMatrix);
+    putEmittedDataLuts(list, mLinearMatrix);
 }
 
 // The copies from the sources are ours already; moving them spares the update path a second
 // copy of every text.
 void HuevaneImplementation::putIndexedDataLuts(HuevaneDataLutList& list, HuevaneDataLutList&& luts,
                                                int32_t sourceKind) {
-    for (HuevaneDataLut& lut : luts) {
-        if (sourceKind >= 0 && offerToMatrixStages(sourceKind, lut) == 0) continue;
-        putIndexedDataLut(list, std::move(lut));
+    if (mAccount != nullptr) mAccount->staged[sourceKind] = luts;
+    for (size_t i = 0; i < luts.size(); i++) {
+        HuevaneDataLut& lut = luts[i];
+        const int32_t index = static_cast<int32_t>(i);
+        if (mAccount != nullptr) {
+            if (offerAccounted(sourceKind, index, lut)) continue;
+        } else if (offerToMatrixStages(sourceKind, lut) == 0) {
+            continue;
+        }
+        const size_t position = putIndexedDataLut(list, std::move(lut));
+        if (mAccount != nullptr) putAccountEntry(position, {{sourceKind, index}, 0, {}});
     }
 }
 
-void HuevaneImplementation::putIndexedDataLut(HuevaneDataLutList& list, HuevaneDataLut&& lut) {
+void HuevaneImplementation::putEmittedDataLuts(HuevaneDataLutList& list, HuevaneImplMatrix& stage) {
+    HuevaneDataLutList luts = stage.getDataLuts();
+    const int which = &stage == &mGammaMatrix ? 0 : 1;
+    for (size_t j = 0; j < luts.size(); j++) {
+        const size_t position = putIndexedDataLut(list, std::move(luts[j]));
+        if (mAccount == nullptr) continue;
+        // An entry emitted before this update (one whose parcel failed) has no account.
+        const bool accounted = j < mEmitted[which].size();
+        putAccountEntry(position, accounted
+                                          ? mEmitted[which][j]
+                                          : HuevaneUpdateAccount::Entry{{}, stage.getNodeId(), {}});
+    }
+}
+
+bool HuevaneImplementation::offerAccounted(int32_t sourceKind, int32_t index,
+                                           const HuevaneDataLut& lut) {
+    HuevaneImplMatrix* stages[2] = {&mGammaMatrix, &mLinearMatrix};
+    for (int which = 0; which < 2; which++) {
+        HuevaneImplMatrix& stage = *stages[which];
+        const size_t before = stage.getDataLutsCount();
+        if (stage.setDataLuts(sourceKind, lut) != 0) continue;
+        mLastTaken[which][sourceKind] = index;
+        if (stage.getDataLutsCount() == before) {
+            mAccount->vanished.push_back({sourceKind, index});
+            return true;
+        }
+        HuevaneUpdateAccount::Entry entry{{sourceKind, index}, stage.getNodeId(), {}};
+        // The stage multiplies from the most recently first-stored matrix down to the earliest.
+        const auto& matrices = stage.getMatrices();
+        for (auto stored = matrices.rbegin(); stored != matrices.rend(); ++stored) {
+            entry.factors.push_back(
+                    {{stored->first, mLastTaken[which][stored->first]}, stored->second});
+        }
+        mEmitted[which].push_back(std::move(entry));
+        return true;
+    }
+    return false;
+}
+
+void HuevaneImplementation::putAccountEntry(size_t position, HuevaneUpdateAccount::Entry entry) {
+    if (position == mAccount->entries.size()) {
+        mAccount->entries.push_back(std::move(entry));
+    } else {
+        mAccount->entries[position] = std::move(entry);
+    }
+}
+
+size_t HuevaneImplementation::putIndexedDataLut(HuevaneDataLutList& list, HuevaneDataLut&& lut) {
     const int32_t position = static_cast<int32_t>(list.size());
     const int32_t found = mIndex.findOrAdd(huevane::getDataLutIdentity(lut.first), position);
     if (found >= 0) {
         list[found] = std::move(lut);
-    } else {
-        list.push_back(std::move(lut));
+        return static_cast<size_t>(found);
     }
+    list.push_back(std::move(lut));
+    return static_cast<size_t>(position);
+}
+
+void HuevaneImplementation::clearStoredMatrices() {
+    mGammaMatrix = HuevaneImplMatrix(huevane::PVX_NODE_GAMMA_MATRIX);
+    mLinearMatrix = HuevaneImplMatrix(huevane::PVX_NODE_LINEAR_MATRIX);
 }
 
 void HuevaneImplementation::putDataLuts(HuevaneDataLutList& list, HuevaneDataLutList luts,
@@ -187,6 +261,10 @@ int32_t HuevaneImplementation::packDataLutsIntoParcel(HuevaneDataLutList& list, 
     // The caller's buffer holds getColorCoefSize() bytes and nothing more is known of it;
     // extension LUTs claim no room of their own, so every entry is checked against it.
     const int32_t limit = getPvxParcelLimit(getColorCoefSize());
+    if (mAccount != nullptr) {
+        mAccount->parcelSize = getParcelSize(list);
+        mAccount->parcelLimit = limit;
+    }
     int32_t offset = PVX_PARCEL_HEADER_SIZE;
     for (const HuevaneDataLut& lut : list) {
         const pvx_colormode_data_header& header = lut.first;

@@ -13,13 +13,39 @@
 #include "HuevaneImplExtension.h"
 #include "HuevaneImplMatrix.h"
 #include "HuevaneImplTransform.h"
+#include "HuevaneMatrixText.h"
 #include "HuevaneNodeTable.h"
 #include "HuevaneParcel.h"
 #include "IHuevane.h"
 
+// What an update did with every staged LUT, kept only while an inspection asks for it.
+struct HuevaneUpdateAccount {
+    // A LUT as a source staged it: its source kind and its place in that source's list.
+    struct Origin {
+        int32_t sourceKind = -1;
+        int32_t index = -1;  // -1: staged before this update
+    };
+    struct Factor {
+        Origin origin;  // the LUT that last set this source's matrix
+        huevane::mat4 matrix{};
+    };
+    struct Entry {
+        Origin origin;      // the LUT that was put, or for a stage's entry the LUT it took
+        uint8_t stage = 0;  // 0, or the node id of the matrix stage that made the entry
+        std::vector<Factor> factors;  // the stage's matrices, left to right as multiplied
+    };
+    HuevaneDataLutList staged[3];  // what each source had staged, by source kind
+    std::vector<Entry> entries;    // parallel to the list packed
+    std::vector<Origin> vanished;  // taken by a stage that emitted nothing for it
+    int32_t parcelSize = 0;        // bytes the whole list takes packed
+    int32_t parcelLimit = 0;       // bytes the parcel may take
+};
+
 class HuevaneImplementation : public IHuevane {
   public:
     explicit HuevaneImplementation(uint32_t id);
+    // An engine around a colour-mode source built elsewhere (for inspection).
+    explicit HuevaneImplementation(std::unique_ptr<HuevaneImplColorMode> colorMode);
     ~HuevaneImplementation() override;
     HuevaneImplementation(const HuevaneImplementation&) = delete;
     HuevaneImplementation& operator=(const HuevaneImplementation&) = delete;
@@ -43,8 +69,11 @@ class HuevaneImplementation : public IHuevane {
     static bool compareDataLut(const HuevaneDataLut& a, const HuevaneDataLut& b);
     int32_t packDataLutsIntoParcel(HuevaneDataLutList& list, void* buffer);
     void printParcel(void* buffer) const;
-    // Host tools show which calibration documents the reader used, and why others were not.
+    // For inspection: the colour-mode source; an account of the next updates (null: none);
+    // forgetting the matrices both stages store, as a new engine has none.
     const HuevaneImplColorMode& getColorModeSource() const { return *mColorMode; }
+    void setUpdateAccount(HuevaneUpdateAccount* account) { mAccount = account; }
+    void clearStoredMatrices();
 
   private:
     // 0 when a stage took the LUT.
@@ -52,7 +81,12 @@ class HuevaneImplementation : public IHuevane {
     // createDataLuts into `list`, which must be empty; de-duplicates through mIndex.
     void collectDataLuts(HuevaneDataLutList& list);
     void putIndexedDataLuts(HuevaneDataLutList& list, HuevaneDataLutList&& luts, int32_t sourceKind);
-    void putIndexedDataLut(HuevaneDataLutList& list, HuevaneDataLut&& lut);
+    void putEmittedDataLuts(HuevaneDataLutList& list, HuevaneImplMatrix& stage);
+    // The position the LUT took in the list.
+    size_t putIndexedDataLut(HuevaneDataLutList& list, HuevaneDataLut&& lut);
+    // The accounted path of an offer to the stages: true when a stage took the LUT.
+    bool offerAccounted(int32_t sourceKind, int32_t index, const HuevaneDataLut& lut);
+    void putAccountEntry(size_t position, HuevaneUpdateAccount::Entry entry);
     static void putDataLut(HuevaneDataLutList& list, HuevaneDataLut&& lut);
 
     std::unique_ptr<HuevaneImplColorMode> mColorMode;
@@ -66,6 +100,10 @@ class HuevaneImplementation : public IHuevane {
     // Scratch of every update, kept so that the update allocates only for the LUT texts.
     huevane::HuevaneDataLutIndex mIndex;
     HuevaneDataLutList mUpdateList;
+    // Inspection only: the account being kept, and what each stage emitted in this update.
+    HuevaneUpdateAccount* mAccount = nullptr;
+    std::vector<HuevaneUpdateAccount::Entry> mEmitted[2];
+    int32_t mLastTaken[2][3] = {};
 };
 
 #endif  // HUEVANE_ENGINE_HUEVANEIMPLEMENTATION_H

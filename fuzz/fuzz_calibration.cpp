@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "HuevaneDeviceFile.h"
 #include "HuevaneFuzzSupport.h"
 #include "HuevaneImplColorModeXml.h"
 #include "HuevaneImplUtil.h"
@@ -51,7 +52,7 @@ void placeFile(DeviceTree& tree, const char* path, const std::vector<std::string
 void checkHeldLutTexts(const std::string& path) {
     using Reader = HuevaneImplColorModeXmlBase;
     auto parse = [&](bool hold) {
-        HuevaneFd fd(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+        huevane::HuevaneFd fd(open(path.c_str(), O_RDONLY | O_CLOEXEC));
         return fd.get() < 0 ? HuevaneXmlDoc() : Reader::parseColorModeFile(fd.get(), path, hold);
     };
     HuevaneXmlDoc tree = parse(false);

@@ -23,15 +23,19 @@ unsigned int getAttributeValue(const char* begin, const char* end) {
 int32_t HuevaneImplExtension::setDataLuts(std::vector<HuevaneExtension> entries) {
     std::vector<unsigned int> attributes;
     for (HuevaneExtension& entry : entries) {
-        if (entry.id > EXTENSION_LAST_NODE) continue;
         if (entry.id == EXTENSION_ATTRIBUTES) {
             attributes = getAttributes(entry);
-        } else if (entry.data != nullptr) {
-            // A LUT entry without text has nothing to send; it is skipped.
+        } else if (isLutEntry(entry)) {
             putDataLuts(static_cast<unsigned char>(entry.id), std::string(entry.data), attributes);
         }
     }
     return 0;
+}
+
+bool HuevaneImplExtension::isLutEntry(const HuevaneExtension& entry) {
+    // Ids past the node table are ignored; a LUT entry without text has nothing to send.
+    return entry.id != EXTENSION_ATTRIBUTES && entry.id <= EXTENSION_LAST_NODE &&
+           entry.data != nullptr;
 }
 
 std::vector<unsigned int> HuevaneImplExtension::getAttributes(HuevaneExtension& entry) {

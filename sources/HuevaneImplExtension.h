@@ -20,6 +20,8 @@ class HuevaneImplExtension : public HuevaneImplCallerSource<HuevaneExtension> {
     int32_t setDataLuts(std::vector<HuevaneExtension> entries) override;
 
     static std::vector<unsigned int> getAttributes(HuevaneExtension& entry);
+    // True for an entry that stages a LUT: a node id with a text.
+    static bool isLutEntry(const HuevaneExtension& entry);
     void putDataLuts(unsigned char id, std::string text, std::vector<unsigned int> attributes);
 };
 

@@ -25,8 +25,11 @@ class HuevaneImplMatrix {
     static std::string getMatrixToString(huevane::mat4& m);
     HuevaneDataLutList getDataLuts();
     void clearDataLuts();
-    // The stored matrices by source kind, in first-insertion order (what huevane-tool explains).
+    // For inspection: the stored matrices by source kind in first-insertion order, how many
+    // LUTs the stage has emitted, and its node.
     const std::vector<std::pair<int, huevane::mat4>>& getMatrices() const { return mMatrices; }
+    size_t getDataLutsCount() const { return mDataLuts.size(); }
+    uint8_t getNodeId() const { return mNodeId; }
 
   private:
     // A matrix text as read: the same calibration and transform texts come back on every update.

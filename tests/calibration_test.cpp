@@ -25,13 +25,19 @@ std::string calib(const std::string& children) {
     return "<Calib_Data>" + children + "</Calib_Data>";
 }
 
-// "path outcome" for each document the reader found.
-std::vector<std::string> documents(const HuevaneImplColorModeXml& reader) {
-    static const char* const OUTCOMES[] = {"used",      "not used",   "not a file",
-                                           "too large", "not parsed", "over the text budget"};
+// "path outcome" for each document a reader of `names` finds, as its account records them.
+std::vector<std::string> documents(const std::vector<std::string>& names = kNames) {
+    static const char* const OUTCOMES[] = {"used",           "not found",  "not a file",
+                                           "too large",      "not parsed", "over the text budget",
+                                           "no root",        "wrong root", "no tune mode",
+                                           "empty tune mode"};
+    huevane::HuevaneCalibrationAccount account;
+    HuevaneImplColorModeXml reader(names, &account);
     std::vector<std::string> result;
-    for (const HuevaneCalibrationDocument& d : reader.getCalibrationDocuments()) {
-        result.push_back(d.path + " " + OUTCOMES[d.outcome]);
+    for (const huevane::HuevaneDocumentRecord& d : account.documents) {
+        if (d.outcome != huevane::HuevaneDocumentRecord::NOT_FOUND) {
+            result.push_back(d.path + " " + OUTCOMES[d.outcome]);
+        }
     }
     return result;
 }
@@ -69,7 +75,7 @@ TEST_F(CalibrationTest, OpensTheFirstCandidateThatParses) {
     EXPECT_EQ(reader->getColorModeList()[0].modeId, 4u);
     EXPECT_EQ(mLog.count(4, kNames[1] + " opened\n"), 1);  // the device path, not the host path
     EXPECT_EQ(mLog.count(4, kNames[0] + " opened\n"), 0);
-    EXPECT_EQ(documents(*reader),
+    EXPECT_EQ(documents(),
               (std::vector<std::string>{kNames[0] + " not parsed", kNames[1] + " used"}));
 }
 
@@ -179,13 +185,17 @@ TEST_F(CalibrationTest, SubDocumentSuppliesTheLutsOfItsModeNode) {
             {kStem + "_abc_enhance.xml", calib(tune), {"abc"}, 0, "used"},
             {kStem + "_enhance.xml", calib(tune), {"abc"}, 0, "used"},
             {"", "", {"own"}, 0, ""},
-            {kStem + "_enhance.xml", "<Other>" + tune + "</Other>", {"own"}, 1, "not used"},
-            {kStem + "_enhance.xml", calib("<mode name='tune'/>" + tune), {"own"}, 0, "not used"},
+            {kStem + "_enhance.xml", "<Other>" + tune + "</Other>", {"own"}, 1, "wrong root"},
+            {kStem + "_enhance.xml",
+             calib("<mode name='tune'/>" + tune),
+             {"own"},
+             0,
+             "empty tune mode"},
             {kStem + "_enhance.xml",
              calib("<mode name='Tune'><gamma>x</gamma></mode>"),
              {"own"},
              0,
-             "not used"},
+             "no tune mode"},
             {kStem + "_enhance.xml", calib("<mode name='tune'> <!-- c --> </mode>"), {}, 0, "used"},
             {kStem + "_enhance.xml", calib(tune) + "<x", {"own"}, 0, "not parsed"},
     };
@@ -196,7 +206,6 @@ TEST_F(CalibrationTest, SubDocumentSuppliesTheLutsOfItsModeNode) {
         // The next mode node's LUTs come after the skipped own ones, out of document order.
         auto reader = read(calib(modeNode("mode_id='0' intent_id='1'", own, "subxml='enhance'") +
                                  modeNode("mode_id='1' intent_id='1'", "<hsc>next</hsc>")));
-        mTree.removeFile(c.path);
         const HuevaneDataLutList luts = reader->getDataLuts(0, 1);
         EXPECT_EQ(texts(luts), c.expected);
         EXPECT_EQ(texts(reader->getDataLuts(1, 1)), std::vector<std::string>{"next"});
@@ -207,7 +216,8 @@ TEST_F(CalibrationTest, SubDocumentSuppliesTheLutsOfItsModeNode) {
         EXPECT_EQ(errorLines(), std::vector<std::string>(c.wrongRootLines, kWrongRoot));
         std::vector<std::string> found = {kNames[1] + " used"};
         if (!c.path.empty()) found.push_back(c.path + " " + c.outcome);
-        EXPECT_EQ(documents(*reader), found);
+        EXPECT_EQ(documents(), found);
+        mTree.removeFile(c.path);
     }
 }
 

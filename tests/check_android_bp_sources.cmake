@@ -1,6 +1,6 @@
 # Fails when the library's sources in Android.bp differ from cmake/HuevaneSources.cmake, when
 # Android.bp names one twice, or when a test file or fuzz target has no module there. Run as: cmake -DSOURCE_DIR=<repo> -P check_android_bp_sources.cmake
-set(source_pattern "(core|colormode|sources|engine)/[A-Za-z0-9_]+\\.cpp")
+set(source_pattern "(core|colormode|sources|engine|inspect)/[A-Za-z0-9_]+\\.cpp")
 
 file(READ ${SOURCE_DIR}/cmake/HuevaneSources.cmake cmake_text)
 string(REGEX MATCHALL "\\.\\./${source_pattern}" cmake_sources "${cmake_text}")

@@ -6,8 +6,6 @@
 #include <vector>
 
 #include "HuevaneDataLut.h"
-#include "HuevaneImplColorModeXml.h"
-#include "HuevaneImplUtil.h"
 #include "HuevaneMatrixText.h"
 #include "HuevaneNodeTable.h"
 #include "HuevaneParcel.h"

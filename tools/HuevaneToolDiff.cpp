@@ -8,7 +8,6 @@
 #include <memory>
 
 #include "HuevaneDataLut.h"
-#include "HuevaneImplementation.h"
 #include "HuevaneMatrixText.h"
 #include "HuevaneNodeTable.h"
 #include "HuevaneToolFile.h"
@@ -23,7 +22,7 @@ std::vector<int> attrsOf(const pvx_colormode_data_header& h) {
 
 // The engine's own identity rule: a later LUT of the same slot replaces an earlier one.
 bool sameIdentity(const pvx_colormode_data_header& x, const pvx_colormode_data_header& y) {
-    return HuevaneImplementation::compareDataLut({x, std::string()}, {y, std::string()});
+    return huevane::getDataLutIdentity(x) == huevane::getDataLutIdentity(y);
 }
 
 // Fills index, aValue, bValue and detail for two texts that differ; false when they mean the
@@ -32,8 +31,7 @@ bool describeTextChange(uint8_t id, const std::string& x, const std::string& y,
                         HuevaneDifference* d) {
     bool enabledX = false, enabledY = false;
     huevane::mat4 mx, my;
-    if ((id == huevane::PVX_NODE_GAMMA_MATRIX || id == huevane::PVX_NODE_LINEAR_MATRIX) &&
-        huevane::getMatrixFromText(x, &enabledX, &mx) &&
+    if (huevane::isMatrixNode(id) && huevane::getMatrixFromText(x, &enabledX, &mx) &&
         huevane::getMatrixFromText(y, &enabledY, &my) && enabledX == enabledY && mx == my) {
         return false;
     }
@@ -217,8 +215,8 @@ void writeText(const std::vector<HuevaneDifference>& differences, std::ostream& 
 }
 
 HuevaneJson placeJson(const HuevaneLutPlace& place) {
-    if (place.line <= 0 && place.file.empty()) return nullptr;
-    return {{"file", place.file}, {"line", place.line}};
+    if (place.line <= 0 && place.document.empty()) return nullptr;
+    return {{"file", place.document}, {"line", place.line}};
 }
 
 void writeJsonDocument(const std::vector<HuevaneDifference>& differences, std::ostream& out) {

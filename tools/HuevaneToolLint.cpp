@@ -6,6 +6,7 @@
 #include "HuevaneCalibrationLint.h"
 #include "HuevaneToolCommand.h"
 #include "HuevaneToolJson.h"
+#include "HuevaneToolModel.h"
 
 namespace {
 
@@ -39,6 +40,7 @@ void writeLintJson(HuevaneToolContext& context, const LintOptions& options) {
 }
 
 int runLint(HuevaneToolContext& context, const LintOptions& options) {
+    HuevaneLibraryLogGuard quiet(context.common.logLevel);
     HuevaneDiagnostics& diagnostics = context.diagnostics;
     diagnostics.setCollecting(context.common.json);
     for (const std::string& file : options.files) lintCalibrationFile(file, diagnostics);

@@ -1,24 +1,19 @@
 #include "HuevaneToolModel.h"
 
-#include <libxml/parser.h>
-#include <libxml/tree.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
-#include <map>
-#include <memory>
+#include <set>
 #include <utility>
 
+#include "HuevaneCalibrationLimits.h"
 #include "HuevaneDecimal.h"
-#include "HuevaneDeviceFile.h"
-#include "HuevaneImplColorMode.h"
-#include "HuevaneImplColorModeXml.h"
-#include "HuevaneImplUtil.h"
 #include "HuevaneLogSink.h"
-#include "HuevaneXmlError.h"
 
 namespace {
+
+using Document = huevane::HuevaneDocumentRecord;
 
 bool gForwardLibraryLog = false;
 
@@ -26,149 +21,120 @@ bool onLibraryLine(const HuevaneLogRecord&) {
     return gForwardLibraryLog;
 }
 
-// Collects libxml2's complaints as one line each while the reader parses.
-class XmlErrorLines {
-  public:
-    explicit XmlErrorLines(std::vector<HuevaneFinding>* lines) : mLines(lines) {
-        xmlSetStructuredErrorFunc(this, onError);
-    }
-    ~XmlErrorLines() { xmlSetStructuredErrorFunc(nullptr, nullptr); }
-    XmlErrorLines(const XmlErrorLines&) = delete;
-    XmlErrorLines& operator=(const XmlErrorLines&) = delete;
-
-  private:
-    static void onError(void* context, HuevaneXmlErrorPtr error) {
-        std::string message = error->message != nullptr ? error->message : "unknown XML error";
-        while (!message.empty() && (message.back() == '\n' || message.back() == ' ')) {
-            message.pop_back();
-        }
-        HuevaneFinding finding;
-        finding.severity =
-                error->level == XML_ERR_WARNING ? HuevaneSeverity::WARNING : HuevaneSeverity::ERROR;
-        finding.file = error->file != nullptr ? huevane::getDevicePath(error->file) : "";
-        finding.line = error->line;
-        finding.message = message;
-        // Each candidate name that reaches the same file parses it again; say it once.
-        std::vector<HuevaneFinding>* lines = static_cast<XmlErrorLines*>(context)->mLines;
-        for (const HuevaneFinding& earlier : *lines) {
-            if (earlier.file == finding.file && earlier.line == finding.line &&
-                earlier.message == finding.message) {
-                return;
-            }
-        }
-        lines->push_back(finding);
-    }
-    std::vector<HuevaneFinding>* mLines;
-};
-
-// The reader names a document by its device path; this host knows it under the device root.
-std::string documentFile(const xmlDoc* document) {
-    return document->URL != nullptr
-                   ? huevane::getDevicePath(reinterpret_cast<const char*>(document->URL))
-                   : "";
-}
-
-bool isLutNode(const xmlNode* node) {
-    for (int id = 1; id < HuevaneImplColorModeXml::PVX_COLORMODE_NODE_COUNT; id++) {
-        if (HuevaneImplColorModeXmlBase::isElementNamed(
-                    node, HuevaneImplColorModeXml::PVX_COLORMODE_NODE[id])) {
-            return true;
-        }
-    }
-    return false;
-}
-
-using Places = std::map<huevane::HuevaneLutKey, std::vector<HuevaneLutPlace>>;
-
-void placeLutNodes(const xmlDoc* document, const xmlNode* first, std::vector<HuevaneLutPlace>* out) {
-    out->clear();
-    for (const xmlNode* node = first; node != nullptr; node = node->next) {
-        if (isLutNode(node)) out->push_back({documentFile(document), xmlGetLineNo(node)});
-    }
-}
-
-// Where each stored LUT stands in the files. The reader keeps no lines, so its walk is followed
-// here through its own operations (mode-node test, key, sub-document choice); a later mode node
-// with the same key wins, as in the reader.
-Places placeLuts(HuevaneImplColorModeXml& reader, xmlDoc* document,
-                 std::vector<std::string>* subDocuments) {
-    Places places;
-    xmlNodePtr root = xmlDocGetRootElement(document);
-    if (root == nullptr) return places;
-    for (xmlNodePtr child = root->children; child != nullptr; child = child->next) {
-        if (!HuevaneImplColorModeXmlBase::isElementNamed(child, "mode") ||
-            !HuevaneImplColorModeXml::isValidXmlProperties(child)) {
-            continue;
-        }
-        huevane::HuevaneLutKey key(
-                HuevaneImplColorModeXml::getColorModeFromXmlProperties(child).modeId,
-                HuevaneImplColorModeXml::getRenderIntentFromXmlProperties(child).intentId);
-        HuevaneXmlDoc sub(reader.getSubXmlDoc(child));
-        xmlDocPtr subDocument = sub.get();
-        xmlNodePtr first = sub ? HuevaneImplColorModeXml::getSubXmlNode(subDocument) : nullptr;
-        if (first != nullptr) {
-            placeLutNodes(sub.get(), first, &places[key]);
-            const std::string file = documentFile(sub.get());
-            bool known = false;
-            for (const std::string& name : *subDocuments) known |= name == file;
-            if (!known) subDocuments->push_back(file);
-        } else {
-            placeLutNodes(document, child->children, &places[key]);
-        }
-    }
-    return places;
-}
-
-HuevaneFinding error(const std::string& file, long line, const std::string& message) {
+HuevaneFinding makeFinding(HuevaneSeverity severity, const std::string& file, long line,
+                           const std::string& message) {
     HuevaneFinding finding;
+    finding.severity = severity;
     finding.file = file;
     finding.line = line;
     finding.message = message;
     return finding;
 }
 
-// `missing` is the error when no candidate could be read and libxml2 said nothing.
-HuevaneCalibrationModel loadCalibration(std::vector<std::string> names,
-                                        const HuevaneFinding& missing) {
+// The model of an inspection; `missing` is the error when no candidate could be read and
+// nothing says why.
+HuevaneCalibrationModel getModel(huevane::HuevaneInspection& inspection,
+                                 const HuevaneFinding& missing) {
     HuevaneCalibrationModel model;
-    std::vector<HuevaneFinding> complaints;
-    XmlErrorLines lines(&complaints);
-    HuevaneImplColorModeXml reader(names);
-    HuevaneXmlDoc document(HuevaneImplColorModeXmlBase::openColorModeFile(names));
-    if (!document) {
-        model.errors = complaints.empty() ? std::vector<HuevaneFinding>{missing} : complaints;
+    std::set<std::string> subDocuments;
+    for (const Document& document : inspection.getAccount().documents) {
+        if (document.outcome != Document::USED) continue;
+        const std::string file = inspection.getHostPath(document.path);
+        if (!document.sub) {
+            model.document = file;
+        } else if (subDocuments.insert(file).second) {
+            model.subDocuments.push_back(file);
+        }
+    }
+    std::vector<HuevaneFinding> messages = getXmlFindings(inspection);
+    if (model.document.empty()) {
+        model.errors = messages;
+        for (const Document& document : inspection.getAccount().documents) {
+            if (document.sub || document.outcome == Document::NOT_FOUND) continue;
+            model.errors.push_back(
+                    makeFinding(HuevaneSeverity::ERROR, inspection.getHostPath(document.path),
+                                document.rootLine, getDocumentOutcomeText(document, false)));
+        }
+        if (model.errors.empty()) model.errors.push_back(missing);
         return model;
     }
-    model.document = documentFile(document.get());
-    xmlNodePtr root = xmlDocGetRootElement(document.get());
-    if (root == nullptr || !HuevaneImplColorModeXmlBase::isElementNamed(root, "Calib_Data")) {
-        model.errors.push_back(error(model.document, root ? xmlGetLineNo(root) : 1,
-                                     "the root element is not <Calib_Data>"));
-        return model;
+    // Read anyway: libxml2's reports are about candidates passed over or sub documents
+    // replaced by a mode node's own LUTs.
+    for (HuevaneFinding& message : messages) {
+        message.severity = HuevaneSeverity::WARNING;
+        model.warnings.push_back(std::move(message));
     }
-    Places places = placeLuts(reader, document.get(), &model.subDocuments);
-    // What was read anyway: candidates passed over, sub documents replaced by a node's own LUTs.
-    for (HuevaneFinding& complaint : complaints) {
-        complaint.severity = HuevaneSeverity::WARNING;
-        model.warnings.push_back(complaint);
-    }
-    model.modes = reader.getColorModeList();
-    for (const HuevaneMode& mode : model.modes) {
-        for (const DisplayRenderIntent& intent : reader.getRenderIntentList(mode.modeId)) {
-            HuevaneModelPair pair{mode, intent, {}};
-            HuevaneDataLutList luts = reader.getDataLuts(mode.modeId, intent.intentId);
-            const std::vector<HuevaneLutPlace>& where =
-                    places[huevane::HuevaneLutKey(mode.modeId, intent.intentId)];
-            for (size_t i = 0; i < luts.size(); i++) {
-                pair.luts.push_back({luts[i], i < where.size() ? where[i] : HuevaneLutPlace()});
+    model.modes = inspection.getEngine().getColorModes();
+    model.pairs = inspection.getPairs();
+    for (HuevaneModelPair& pair : model.pairs) {
+        for (HuevaneModelLut& lut : pair.luts) {
+            if (!lut.place.document.empty()) {
+                lut.place.document = inspection.getHostPath(lut.place.document);
             }
-            model.pairs.push_back(std::move(pair));
         }
     }
     return model;
 }
 
 }  // namespace
+
+std::string getDocumentReason(const huevane::HuevaneDocumentRecord& document) {
+    switch (document.outcome) {
+        case Document::USED:
+            return "used";
+        case Document::NOT_FOUND:
+            return strerror(document.error);
+        case Document::NOT_A_FILE:
+            return "not a regular file";
+        case Document::TOO_LARGE:
+            return "larger than the " + std::to_string(huevane::MAX_DOCUMENT_BYTES) +
+                   " bytes the library reads";
+        case Document::NOT_PARSED:
+            return "does not parse";
+        case Document::TEXT_BUDGET:
+            return "entity references take its LUT texts past " +
+                   std::to_string(huevane::MAX_LUT_TEXT_BYTES) + " bytes";
+        case Document::NO_ROOT:
+            return "no root element";
+        case Document::WRONG_ROOT:
+            return "root element is <" + document.rootName + ">, not <Calib_Data>";
+        case Document::NO_TUNE_MODE:
+            return "no mode named tune";
+        case Document::EMPTY_TUNE_MODE:
+            return "its tune mode has no child node";
+    }
+    return "not used";
+}
+
+std::string getDocumentOutcomeText(const huevane::HuevaneDocumentRecord& document, bool sub) {
+    if (document.outcome == Document::USED || document.outcome == Document::NOT_FOUND) {
+        return getDocumentReason(document);
+    }
+    if (sub) return getDocumentReason(document) + ": the mode node's own LUTs are used";
+    const bool nothing =
+            document.outcome == Document::NO_ROOT || document.outcome == Document::WRONG_ROOT;
+    return getDocumentReason(document) +
+           (nothing ? ": the library reads nothing from it" : ": skipped");
+}
+
+std::vector<HuevaneFinding> getXmlFindings(const huevane::HuevaneInspection& inspection) {
+    std::vector<HuevaneFinding> findings;
+    // Both candidates may name one file, which the library then parses twice: say it once.
+    std::set<std::string> reported;
+    for (const huevane::HuevaneXmlMessage& message : inspection.getXmlMessages()) {
+        std::string text = message.message;
+        while (!text.empty() && (text.back() == '\n' || text.back() == ' ')) text.pop_back();
+        const std::string file =
+                message.document.empty() ? "" : inspection.getHostPath(message.document);
+        if (!reported.insert(file + ":" + std::to_string(message.line) + ":" + text).second) {
+            continue;
+        }
+        findings.push_back(
+                makeFinding(message.warning ? HuevaneSeverity::WARNING : HuevaneSeverity::ERROR,
+                            file, message.line, text));
+    }
+    return findings;
+}
 
 bool reportModelProblems(const HuevaneCalibrationModel& model, HuevaneDiagnostics& diagnostics) {
     for (const HuevaneFinding& finding : model.errors) diagnostics.report(finding);
@@ -186,9 +152,9 @@ HuevaneLibraryLogGuard::~HuevaneLibraryLogGuard() {
 }
 
 std::string placeText(const HuevaneLutPlace& place, bool brief) {
-    if (place.file.empty()) return "";
-    const size_t slash = brief ? place.file.rfind('/') : std::string::npos;
-    return place.file.substr(slash == std::string::npos ? 0 : slash + 1) + ":" +
+    if (place.document.empty()) return "";
+    const size_t slash = brief ? place.document.rfind('/') : std::string::npos;
+    return place.document.substr(slash == std::string::npos ? 0 : slash + 1) + ":" +
            std::to_string(place.line);
 }
 
@@ -199,29 +165,36 @@ const HuevaneModelPair* HuevaneCalibrationModel::findPair(uint32_t modeId, uint3
     return nullptr;
 }
 
+HuevaneCalibrationModel getCalibrationModel(huevane::HuevaneInspection& inspection) {
+    std::string tried;
+    for (const std::string& name : inspection.getCandidates()) {
+        if (!name.empty()) tried += (tried.empty() ? "" : ", ") + name;
+    }
+    return getModel(inspection, makeFinding(HuevaneSeverity::ERROR, "", 0,
+                                            "no calibration document exists; tried " + tried));
+}
+
 HuevaneCalibrationModel loadCalibrationFile(const std::string& path) {
-    huevane::setDeviceRoot("");
     if (access(path.c_str(), R_OK) != 0) {
         HuevaneCalibrationModel model;
-        model.errors.push_back(error(path, 0, strerror(errno)));
+        model.errors.push_back(makeFinding(HuevaneSeverity::ERROR, path, 0, strerror(errno)));
         return model;
     }
-    return loadCalibration({path}, error(path, 0, "not a calibration document"));
+    auto inspection = huevane::HuevaneInspection::openFile(path);
+    return getModel(*inspection,
+                    makeFinding(HuevaneSeverity::ERROR, path, 0, "not a calibration document"));
 }
 
 HuevaneCalibrationModel loadDeviceCalibration(const std::string& root, uint32_t display) {
-    huevane::setDeviceRoot(root);
-    std::vector<std::string> names = HuevaneImplColorMode::getXmlNames(display);
+    auto inspection = huevane::HuevaneInspection::openDisplay(root, display);
     std::string tried;
-    for (const std::string& name : names) {
+    for (const std::string& name : inspection->getCandidates()) {
         if (!name.empty()) tried += (tried.empty() ? "" : ", ") + name;
     }
-    HuevaneCalibrationModel model = loadCalibration(
-            names, error("", 0,
-                         "no calibration document of display " + std::to_string(display) +
-                                 " under " + root + " exists; tried " + tried));
-    huevane::setDeviceRoot("");
-    return model;
+    return getModel(*inspection,
+                    makeFinding(HuevaneSeverity::ERROR, "", 0,
+                                "no calibration document of display " + std::to_string(display) +
+                                        " under " + root + " exists; tried " + tried));
 }
 
 std::vector<std::string> getLutFields(const std::string& text) {

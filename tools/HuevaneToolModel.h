@@ -1,6 +1,6 @@
-// Decoded models that diff, explain, plot and report work on: a calibration as the library's
-// reader understood it (modes, intents and the data LUTs of every pair, each LUT with the file and
-// line it came from), and a parcel read back entry by entry.
+// What diff, plot and report show of a calibration: the library's own account of it (modes,
+// intents and the data LUTs of every pair, each LUT with the file and line it came from), with
+// every path as this host names it.
 #ifndef HUEVANE_TOOLS_HUEVANETOOLMODEL_H
 #define HUEVANE_TOOLS_HUEVANETOOLMODEL_H
 
@@ -10,29 +10,18 @@
 #include <vector>
 
 #include "HuevaneDataLut.h"
+#include "HuevaneInspection.h"
 #include "HuevaneMatrixText.h"
 #include "HuevaneToolDiagnostics.h"
 #include "IHuevane.h"
 
-// Where a calibration LUT was written: file as opened on this host, 1-based line (0 unknown).
-struct HuevaneLutPlace {
-    std::string file;
-    long line = 0;
-};
+// Where a calibration LUT was written: file as this host names it, 1-based line (0 unknown).
+using HuevaneLutPlace = huevane::HuevanePlace;
+using HuevaneModelLut = huevane::HuevaneStoredLut;
+using HuevaneModelPair = huevane::HuevaneStoredPair;
 
 // "file:line"; "" when not known. `brief`: the file's name without its folder.
 std::string placeText(const HuevaneLutPlace& place, bool brief = false);
-
-struct HuevaneModelLut {
-    HuevaneDataLut lut;
-    HuevaneLutPlace place;
-};
-
-struct HuevaneModelPair {
-    HuevaneMode mode;
-    DisplayRenderIntent intent;
-    std::vector<HuevaneModelLut> luts;
-};
 
 struct HuevaneCalibrationModel {
     std::string document;                   // main document as opened on this host
@@ -51,7 +40,7 @@ struct HuevaneCalibrationModel {
 // Reports the model's errors and warnings; false when the model is unusable.
 bool reportModelProblems(const HuevaneCalibrationModel& model, HuevaneDiagnostics& diagnostics);
 
-// Keeps the library's log lines off the tool's output while models are loaded, unless the user
+// Keeps the library's log lines off the tool's output while the library reads, unless the user
 // asked for them with --log-level.
 class HuevaneLibraryLogGuard {
   public:
@@ -61,10 +50,19 @@ class HuevaneLibraryLogGuard {
     HuevaneLibraryLogGuard& operator=(const HuevaneLibraryLogGuard&) = delete;
 };
 
+// The model of what an inspection read.
+HuevaneCalibrationModel getCalibrationModel(huevane::HuevaneInspection& inspection);
 // A calibration file on its own: sub documents are looked for beside it, as the library names them.
 HuevaneCalibrationModel loadCalibrationFile(const std::string& path);
 // The calibration of `display` in a device tree rooted at `root`, chosen as the library chooses.
 HuevaneCalibrationModel loadDeviceCalibration(const std::string& root, uint32_t display);
+
+// Why the library did not use a document, in words ("does not parse"); with what follows from it
+// (`sub`: a sub document, whose mode node then keeps its own LUTs).
+std::string getDocumentReason(const huevane::HuevaneDocumentRecord& document);
+std::string getDocumentOutcomeText(const huevane::HuevaneDocumentRecord& document, bool sub);
+// libxml2's reports as findings, each once, under this host's paths.
+std::vector<HuevaneFinding> getXmlFindings(const huevane::HuevaneInspection& inspection);
 
 // The numbers of a LUT text that is a list of decimal values; false for any other text.
 bool getLutValues(const std::string& text, std::vector<double>* values);

@@ -8,7 +8,6 @@
 #include <vector>
 
 #include "HuevaneDataLut.h"
-#include "HuevaneImplColorModeXml.h"
 #include "HuevaneNodeTable.h"
 #include "HuevaneToolRequest.h"
 
@@ -27,8 +26,7 @@ enum class LutShape { curve, matrix, text };
 
 LutShape shapeOf(const HuevaneDataLut& lut, std::vector<double>* values, huevane::mat4* matrix) {
     bool enabled = false;
-    if ((lut.first.id == huevane::PVX_NODE_GAMMA_MATRIX ||
-         lut.first.id == huevane::PVX_NODE_LINEAR_MATRIX) &&
+    if (huevane::isMatrixNode(lut.first.id) &&
         huevane::getMatrixFromText(lut.second, &enabled, matrix)) {
         return LutShape::matrix;
     }
@@ -65,7 +63,7 @@ std::string title(const HuevaneModelLut& lut, int y) {
     std::string text = huevane::getNodeLabel(h.id) + " (node " + std::to_string(h.id) + ") attr " +
                        std::to_string(h.attr0) + "," + std::to_string(h.attr1) + "," +
                        std::to_string(h.attr2) + "," + std::to_string(h.attr3);
-    if (!lut.place.file.empty()) text += "  " + placeText(lut.place, true);
+    if (!lut.place.document.empty()) text += "  " + placeText(lut.place, true);
     return "<text x='10' y='" + std::to_string(y + 20) + "' class='title'>" + escapeMarkup(text) +
            "</text>\n";
 }

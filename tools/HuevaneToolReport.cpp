@@ -99,7 +99,7 @@ std::string pairSection(const HuevaneModelPair& pair) {
         bool enabled = false;
         huevane::mat4 matrix;
         const uint8_t id = lut.lut.first.id;
-        if ((id == huevane::PVX_NODE_GAMMA_MATRIX || id == huevane::PVX_NODE_LINEAR_MATRIX) &&
+        if (huevane::isMatrixNode(id) &&
             huevane::getMatrixFromText(lut.lut.second, &enabled, &matrix)) {
             html += matrixTable(lut, matrix);
         }

@@ -113,8 +113,7 @@ bool readExtension(HuevaneToolContext& context, const std::string& argument,
     }
     bool enabled = false;
     huevane::mat4 matrix;
-    if ((extension.id == huevane::PVX_NODE_GAMMA_MATRIX ||
-         extension.id == huevane::PVX_NODE_LINEAR_MATRIX) &&
+    if (huevane::isMatrixNode(extension.id) &&
         !huevane::getMatrixFromText(extension.text, &enabled, &matrix)) {
         context.diagnostics.warning("--extension " + huevane::getNodeLabel(extension.id) +
                                     ": not a matrix text (a flag and 16 fixed-point numbers); "
@@ -223,15 +222,20 @@ int stageToolRequest(IHuevane& engine, const HuevaneToolRequest& request,
         return TOOL_FAILED;
     }
     if (!request.extensions.empty()) {
-        std::vector<HuevaneExtension> entries;
-        for (const HuevaneToolExtension& extension : request.extensions) {
-            HuevaneExtension entry;
-            entry.id = extension.id;
-            entry.data = extension.text.c_str();
-            entry.size = static_cast<uint32_t>(extension.text.size());
-            entries.push_back(entry);
-        }
+        std::vector<HuevaneExtension> entries = getExtensionEntries(request);
         engine.setColorExtension(entries);
     }
     return TOOL_OK;
+}
+
+std::vector<HuevaneExtension> getExtensionEntries(const HuevaneToolRequest& request) {
+    std::vector<HuevaneExtension> entries;
+    for (const HuevaneToolExtension& extension : request.extensions) {
+        HuevaneExtension entry;
+        entry.id = extension.id;
+        entry.data = extension.text.c_str();
+        entry.size = static_cast<uint32_t>(extension.text.size());
+        entries.push_back(entry);
+    }
+    return entries;
 }

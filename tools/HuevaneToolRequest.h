@@ -53,6 +53,9 @@ struct HuevaneToolRequest {
 bool getToolRequest(HuevaneToolContext& context, const HuevaneToolRequestOptions& options,
                     HuevaneToolRequest* request);
 
+// The request's extension list as setColorExtension takes it; its texts stay the request's.
+std::vector<HuevaneExtension> getExtensionEntries(const HuevaneToolRequest& request);
+
 // Stages the request as the compositor would. A mode the engine does not offer, or an intent the
 // mode does not list, is an error naming what is offered. Returns TOOL_OK or TOOL_FAILED.
 int stageToolRequest(IHuevane& engine, const HuevaneToolRequest& request,

@@ -101,12 +101,13 @@ INSTANTIATE_TEST_SUITE_P(
                 ExitCase{{"--root", DATA + "/devices/sub_untuned", "modes"},
                          0,
                          "  1 colour mode\n",
-                         "calib_data_colormode0_hdr.xml: warning: no <Calib_Data> root or no "
-                         "tune mode"},
+                         "calib_data_colormode0_hdr.xml: warning: no mode named tune: the mode "
+                         "node's own LUTs are used"},
                 ExitCase{{"--root", DATA + "/devices/wrong_root", "modes"},
                          1,
                          "",
-                         "calib_data_colormode0.xml: error: no <Calib_Data> root"}));
+                         "calib_data_colormode0.xml: error: root element is <calib_data>, not "
+                         "<Calib_Data>"}));
 
 INSTANTIATE_TEST_SUITE_P(
         Parcel, ToolExit,

@@ -7,6 +7,7 @@
 #include <libxml/xpathInternals.h>
 
 #include <fstream>
+#include <memory>
 #include <sstream>
 
 #include "HuevaneLogSink.h"
@@ -16,9 +17,13 @@
 #include "HuevaneToolJson.h"
 #include "HuevaneToolPlot.h"
 #include "HuevaneToolReport.h"
-#include "HuevaneXmlOwners.h"
 
 namespace {
+
+struct XmlDocFree {
+    void operator()(xmlDoc* document) const { xmlFreeDoc(document); }
+};
+using HuevaneXmlDoc = std::unique_ptr<xmlDoc, XmlDocFree>;
 
 bool quiet(const HuevaneLogRecord&) {
     return false;

@@ -1,6 +1,6 @@
 // libxml2 2.12 made the structured error callback take a const error; both forms compile here.
-#ifndef HUEVANE_TOOLS_HUEVANEXMLERROR_H
-#define HUEVANE_TOOLS_HUEVANEXMLERROR_H
+#ifndef HUEVANE_INSPECT_HUEVANEXMLERROR_H
+#define HUEVANE_INSPECT_HUEVANEXMLERROR_H
 
 #include <libxml/xmlerror.h>
 #include <libxml/xmlversion.h>
@@ -11,4 +11,4 @@ using HuevaneXmlErrorPtr = const xmlError*;
 using HuevaneXmlErrorPtr = xmlError*;
 #endif
 
-#endif  // HUEVANE_TOOLS_HUEVANEXMLERROR_H
+#endif  // HUEVANE_INSPECT_HUEVANEXMLERROR_H
