@@ -110,7 +110,7 @@ int32_t HuevaneImplColorModeXml::buildupColorModeNodes() {
                 mAccount->notes.back().key = key;
                 earlier.first->second = mAccount->modeNodes.size();
             }
-            mAccount->modeNodes.push_back({place, key});
+            mAccount->modeNodes.push_back({place, key, mode});
         }
         if (tryPutDataLutsMapBySubXml(child, key) != 0) {
             xmlNodePtr first = child->children;

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "HuevaneDataLutMap.h"
+#include "IHuevane.h"
 
 namespace huevane {
 
@@ -87,6 +88,7 @@ struct HuevaneReaderNote {
 struct HuevaneModeNodeRecord {
     HuevanePlace place;
     HuevaneLutKey key;
+    HuevaneMode mode;
 };
 
 // A LUT node the reader read, and the data LUT it made of it.

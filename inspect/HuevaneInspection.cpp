@@ -208,10 +208,14 @@ HuevaneInspectedParcel HuevaneInspection::update(const std::vector<HuevaneExtens
 }
 
 HuevaneInspectedParcel HuevaneInspection::getPairParcel(uint32_t mode, uint32_t intent) {
-    mEngine->clearDataLuts();
-    mEngine->clearStoredMatrices();
+    reset();
     mEngine->setColorModeWithRenderIntent(mode, intent);
     return update({});
+}
+
+void HuevaneInspection::reset() {
+    mEngine->clearDataLuts();
+    mEngine->clearStoredMatrices();
 }
 
 }  // namespace huevane

@@ -118,6 +118,9 @@ class HuevaneInspection {
     // The parcel one (mode, intent) gives on its own: nothing else staged, no matrix stored
     // from earlier updates. Drops whatever was staged.
     HuevaneInspectedParcel getPairParcel(uint32_t mode, uint32_t intent);
+    // Drops whatever is staged and every matrix the stages store: the engine then builds what a
+    // new one would.
+    void reset();
 
   private:
     explicit HuevaneInspection(std::string root);

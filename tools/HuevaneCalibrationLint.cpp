@@ -74,6 +74,7 @@ class CalibrationLint {
     void lintMatrix(const std::string& file, long line, const std::string& node,
                     const std::string& text);
     void lintParcelRoom();
+    void lintModeIdentities();
     const HuevaneDocumentRecord* findDocument(const std::string& path) const;
     static bool isSubDocument(const huevane::HuevaneInspection& inspection);
 
@@ -117,6 +118,7 @@ void CalibrationLint::run() {
         if (main != nullptr && reportDocument(*main)) {
             for (const Note& note : mInspection->getAccount().notes) lintNote(note);
             lintLuts(mInspection->getAccount().luts);
+            lintModeIdentities();
             if (!mInspection->getAccount().modeNodes.empty()) lintParcelRoom();
         }
     }
@@ -357,6 +359,24 @@ void CalibrationLint::lintMatrix(const std::string& where, long line, const std:
             report("matrix-negative-gain", where, line, HuevaneSeverity::NOTE,
                    "<" + node + "> gain of row " + std::to_string(r) + " is negative");
         }
+    }
+}
+
+// The compositor names a colour mode by its id alone.
+void CalibrationLint::lintModeIdentities() {
+    std::map<uint32_t, const huevane::HuevaneModeNodeRecord*> first;
+    for (const huevane::HuevaneModeNodeRecord& node : mInspection->getAccount().modeNodes) {
+        auto known = first.emplace(node.mode.modeId, &node);
+        const HuevaneMode& earlier = known.first->second->mode;
+        if (known.second ||
+            (earlier.modeName == node.mode.modeName && earlier.gamutId == node.mode.gamutId)) {
+            continue;
+        }
+        report("mode-identity", file(node.place.document), node.place.line, HuevaneSeverity::WARNING,
+               "mode " + std::to_string(node.mode.modeId) + " is also listed as '" +
+                       earlier.modeName + "' (gamut " + std::to_string(earlier.gamutId) +
+                       ", line " + std::to_string(known.first->second->place.line) +
+                       "): the compositor sees two colour modes with one id");
     }
 }
 

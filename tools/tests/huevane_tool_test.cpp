@@ -357,4 +357,40 @@ TEST(ToolLint, ManyLutNodesWithTheirOwnAttributesReplaceNone) {
     EXPECT_NE(run.err.find("[parcel-overflow]"), std::string::npos);
 }
 
+// lint refuses what the library refuses, for the library's reason: a file past the size cap
+// (sparse, so it takes no disk) and entity references past the text budget.
+TEST(ToolLint, RefusesWhatTheLibraryRefuses) {
+    const std::string large = scratchPath("large.xml");
+    {
+        std::ofstream out(large);
+        out << "<Calib_Data/>";
+    }
+    ASSERT_EQ(truncate(large.c_str(), (off_t{64} << 20) + 1), 0);
+    const std::string budget = scratchPath("budget.xml");
+    {
+        std::ofstream out(budget);
+        out << "<!DOCTYPE Calib_Data [<!ENTITY big '" << std::string(1 << 20, '7') << "'>]>"
+            << "<Calib_Data><mode name='m' mode_id='0' gamut_id='0' gamut_name='g' "
+               "intent_id='0' intent_name='i'><degamma>";
+        for (int i = 0; i < 65; i++) out << "&big;";
+        out << "</degamma></mode></Calib_Data>";
+    }
+    const struct {
+        std::string file, finding;
+    } cases[] = {
+            {large,
+             "larger than the 67108864 bytes the library reads: the library refuses the "
+             "document [document-too-large]"},
+            {budget,
+             "entity references take its LUT texts past 67108864 bytes: the library "
+             "refuses the document [text-budget]"},
+    };
+    for (const auto& c : cases) {
+        const ToolRun run = runTool({"lint", c.file});
+        EXPECT_EQ(run.status, TOOL_FAILED);
+        EXPECT_NE(run.err.find(c.file + ": error: " + c.finding), std::string::npos) << run.err;
+    }
+    unlink(large.c_str());
+}
+
 }  // namespace
