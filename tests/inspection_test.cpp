@@ -93,10 +93,10 @@ TEST(InspectionTest, EveryEntryIsTheEnginesOwn) {
                         huevane::mat4 product = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
                         for (const auto& factor : entry.factors) {
                             huevane::mat4 next{};
-                            for (int j = 0; j < 4; j++) {
-                                for (int i = 0; i < 4; i++) {
+                            for (size_t j = 0; j < 4; j++) {
+                                for (size_t i = 0; i < 4; i++) {
                                     float sum = product[i] * factor.matrix[4 * j];
-                                    for (int m = 1; m < 4; m++) {
+                                    for (size_t m = 1; m < 4; m++) {
                                         float term = product[4 * m + i] * factor.matrix[4 * j + m];
                                         sum = sum + term;
                                     }

@@ -71,7 +71,7 @@ class CalibrationLint {
     void lintNumber(const Note& note);
     void lintSubXml(const Note& note);
     void lintLuts(const std::vector<huevane::HuevaneLutRecord>& luts);
-    void lintMatrix(const std::string& file, long line, const std::string& node,
+    void lintMatrix(const std::string& where, long line, const std::string& node,
                     const std::string& text);
     void lintParcelRoom();
     void lintModeIdentities();
