@@ -91,7 +91,7 @@ BENCH_FLAGS ?=
 # The library as of TODAY_COMMIT, built from history, runs beside this tree's in the same
 # process: the benchmarks print vs_today, and `make compare-today` checks that both answer
 # every request byte for byte alike (COMPARE_REQUESTS of them).
-TODAY_COMMIT ?= a5951ea
+TODAY_COMMIT ?= 70d8f35
 COMPARE_REQUESTS ?= 20000
 
 bench-build: deps

@@ -11,10 +11,12 @@ namespace {
 
 int64_t gCurrent = 0;  // signed: a block counted out may have been allocated uncounted
 int64_t gPeak = 0;
+int64_t gAllocations = 0;
 bool gCounting = false;
 
 void* counted(void* pointer) {
     if (gCounting && pointer != nullptr) {
+        gAllocations++;
         gCurrent += static_cast<int64_t>(malloc_usable_size(pointer));
         if (gCurrent > gPeak) gPeak = gCurrent;
     }
@@ -68,6 +70,10 @@ void heapResetPeak() {
 
 void heapCount(bool on) {
     gCounting = on;
+}
+
+int64_t heapAllocations() {
+    return gAllocations;
 }
 
 void* operator new(size_t size) {

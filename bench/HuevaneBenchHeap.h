@@ -15,5 +15,7 @@ int64_t heapPeak();
 void heapResetPeak();
 // Counting costs a lookup per allocation; it is on only where memory is measured.
 void heapCount(bool on);
+// Allocations made while counting was on.
+int64_t heapAllocations();
 
 #endif  // HUEVANE_BENCH_HUEVANEBENCHHEAP_H

@@ -142,6 +142,19 @@ double timeCycle(Engine& e) {
     return elapsed;
 }
 
+// Heap allocations per call of `time`, counted in passes of their own (counting slows them).
+template <double (*TIME)(Engine&)>
+double allocationsOf(Engine& e) {
+    constexpr int CALLS = 16;
+    TIME(e);  // the steady state: whatever the first call keeps is kept
+    heapCount(true);
+    const int64_t before = heapAllocations();
+    for (int i = 0; i < CALLS; i++) TIME(e);
+    const int64_t made = heapAllocations() - before;
+    heapCount(false);
+    return static_cast<double>(made) / CALLS;
+}
+
 template <double (*TIME)(Engine&)>
 void BM_Update(benchmark::State& state) {
     writeCalibration(10, 4);
@@ -155,6 +168,10 @@ void BM_Update(benchmark::State& state) {
         totals.floor += timeMemcpy(e.copy.data(), e.now.parcel.data(), parcelSize(e.now.parcel));
     }
     reportRatios(state, totals, parcelSize(e.now.parcel));
+    state.counters["allocs"] = benchmark::Counter(allocationsOf<TIME>(e.now));
+    for (Engine& today : e.today) {
+        state.counters["today_allocs"] = benchmark::Counter(allocationsOf<TIME>(today));
+    }
 }
 BENCHMARK_TEMPLATE(BM_Update, timeUpdate)->Name("BM_UpdateColorCoef")->UseManualTime();
 BENCHMARK_TEMPLATE(BM_Update, timeCycle)->Name("BM_UpdateCycle")->UseManualTime();
@@ -178,6 +195,17 @@ double timeParse(const std::string& path) {
         HuevaneXmlDoc document = HuevaneImplColorModeXmlBase::parseColorModeFile(fd.get(), path);
     }
     return seconds(start, Clock::now());
+}
+
+// The heap a built engine keeps, over `fileBytes`, counted in a pass of its own.
+double heldOf(const HuevaneLibrary& library, size_t fileBytes) {
+    heapCount(true);
+    const int64_t base = heapCurrent();
+    IHuevane* engine = library.create(0);
+    const double held = double(heapCurrent() - base) / fileBytes;
+    library.destroy(engine);
+    heapCount(false);
+    return held;
 }
 
 // The heap peak of `run` over `fileBytes`, counted in a pass of its own: counting costs a lookup
@@ -214,11 +242,13 @@ void BM_CreateInstance(benchmark::State& state) {
             benchmark::Counter(peakOf([] { timeCreate(nowLibrary()); }, fileBytes));
     state.counters["parse_peak_x_file"] =
             benchmark::Counter(peakOf([&] { timeParse(path); }, fileBytes));
+    state.counters["held_x_file"] = benchmark::Counter(heldOf(nowLibrary(), fileBytes));
     if (today != nullptr) {
         state.counters["today_x_floor"] = benchmark::Counter(totals.today / totals.floor);
         state.counters["vs_today"] = benchmark::Counter(totals.now / totals.today);
         state.counters["today_peak_x_file"] =
                 benchmark::Counter(peakOf([&] { timeCreate(*today); }, fileBytes));
+        state.counters["today_held_x_file"] = benchmark::Counter(heldOf(*today, fileBytes));
     }
 }
 BENCHMARK(BM_CreateInstance)

@@ -5,6 +5,7 @@ set(HUEVANE_CORE_SOURCES
     ${CMAKE_CURRENT_LIST_DIR}/../core/HuevaneCrc16Fold.cpp
     ${CMAKE_CURRENT_LIST_DIR}/../core/HuevaneImplUtil.cpp
     ${CMAKE_CURRENT_LIST_DIR}/../core/HuevaneDataLut.cpp
+    ${CMAKE_CURRENT_LIST_DIR}/../core/HuevaneText.cpp
     ${CMAKE_CURRENT_LIST_DIR}/../core/HuevaneDecimal.cpp
     ${CMAKE_CURRENT_LIST_DIR}/../core/HuevaneMatrixText.cpp
     ${CMAKE_CURRENT_LIST_DIR}/../core/HuevaneParcel.cpp

@@ -40,7 +40,8 @@ HuevaneImplColorMode::~HuevaneImplColorMode() {
 }
 
 HuevaneDataLutList HuevaneImplColorMode::getDataLuts() {
-    return mDataLuts != nullptr ? *mDataLuts : HuevaneDataLutList();
+    // Borrowed texts: the reader keeps them for the engine's lifetime.
+    return mDataLuts != nullptr ? huevane::getBorrowedDataLuts(*mDataLuts) : HuevaneDataLutList();
 }
 
 void HuevaneImplColorMode::clearDataLuts() {
@@ -49,7 +50,7 @@ void HuevaneImplColorMode::clearDataLuts() {
 
 void HuevaneImplColorMode::dumpDataLuts() {
     if (mDataLuts == nullptr) return;
-    for (const HuevaneDataLut& lut : *mDataLuts) {
+    for (const huevane::HuevaneStoredDataLut& lut : *mDataLuts) {
         ALOGD("id%d attr(%d,%d,%d,%d) %s\n", lut.first.id, lut.first.attr0, lut.first.attr1,
               lut.first.attr2, lut.first.attr3, lut.second.c_str());
     }

@@ -62,7 +62,7 @@ class HuevaneImplColorMode : public HuevaneImplLutSource<unsigned int> {
     std::unique_ptr<HuevaneImplColorModeXml> mColorModeXml;
     // The staged LUTs: the reader's own list for the pair, which never changes after the walk,
     // so staging a mode copies nothing. Null when nothing is staged.
-    const HuevaneDataLutList* mDataLuts = nullptr;
+    const huevane::HuevaneStoredDataLutList* mDataLuts = nullptr;
     uint32_t mColorModeId = 0xFFFFFFFF;
     uint32_t mRenderIntentId = 0xFFFFFFFF;
 };

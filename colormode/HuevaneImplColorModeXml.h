@@ -56,7 +56,7 @@ class HuevaneImplColorModeXml : public HuevaneImplColorModeXmlBase {
                                    const huevane::HuevaneLutKey& key);
     HuevaneDataLutList getDataLuts(uint32_t modeId, uint32_t intentId) const;
     // The stored list of the pair itself, or null; valid as long as the reader lives.
-    const HuevaneDataLutList* findDataLuts(uint32_t modeId, uint32_t intentId) const;
+    const huevane::HuevaneStoredDataLutList* findDataLuts(uint32_t modeId, uint32_t intentId) const;
     void dumpDataLuts();
     int32_t getDataLutsMaxSize() const;
 

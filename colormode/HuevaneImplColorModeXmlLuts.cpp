@@ -45,7 +45,7 @@ xmlNodePtr findSubXmlNode(xmlDocPtr document, huevane::HuevaneDocumentRecord* re
 void HuevaneImplColorModeXml::putDataLutsMap(xmlDocPtr& document, xmlNodePtr& node,
                                              const huevane::HuevaneLutKey& key) {
     // A later mode node with the same key replaces the earlier one's LUTs, even with none.
-    HuevaneDataLutList& luts = mDataLutsMap[key];
+    huevane::HuevaneStoredDataLutList& luts = mDataLutsMap[key];
     luts.clear();
     std::vector<huevane::HuevanePlace>* places = nullptr;
     if (mAccount != nullptr) {
@@ -73,7 +73,9 @@ void HuevaneImplColorModeXml::putDataLutsMap(xmlDocPtr& document, xmlNodePtr& no
                                         xmlGetLineNo(cursor)};
             // A lone sub document's LUTs belong to no mode node of the account.
             const size_t modeNode = mAccount->modeNodes.empty() ? 0 : mAccount->modeNodes.size() - 1;
-            mAccount->luts.push_back({modeNode, place, luts.back()});
+            // A copy of its own: the account outlives no reader, but its users may.
+            mAccount->luts.push_back(
+                    {modeNode, place, {luts.back().first, HuevaneText(luts.back().second)}});
             places->push_back(std::move(place));
         }
     }
@@ -178,19 +180,19 @@ int32_t HuevaneImplColorModeXml::putDataLutsMapBySubXmlDoc(xmlDocPtr document,
 }
 
 HuevaneDataLutList HuevaneImplColorModeXml::getDataLuts(uint32_t modeId, uint32_t intentId) const {
-    const HuevaneDataLutList* luts = findDataLuts(modeId, intentId);
-    return luts != nullptr ? *luts : HuevaneDataLutList();
+    const huevane::HuevaneStoredDataLutList* luts = findDataLuts(modeId, intentId);
+    return luts != nullptr ? huevane::getBorrowedDataLuts(*luts) : HuevaneDataLutList();
 }
 
-const HuevaneDataLutList* HuevaneImplColorModeXml::findDataLuts(uint32_t modeId,
-                                                                uint32_t intentId) const {
+const huevane::HuevaneStoredDataLutList* HuevaneImplColorModeXml::findDataLuts(
+        uint32_t modeId, uint32_t intentId) const {
     auto entry = mDataLutsMap.find(huevane::HuevaneLutKey(modeId, intentId));
     return entry != mDataLutsMap.end() ? &entry->second : nullptr;
 }
 
 void HuevaneImplColorModeXml::dumpDataLuts() {
     for (const auto& entry : mDataLutsMap) {
-        for (const HuevaneDataLut& lut : entry.second) {
+        for (const huevane::HuevaneStoredDataLut& lut : entry.second) {
             ALOGD("[%d/%d] id%d attr(%d,%d,%d,%d) %s\n", static_cast<int>(entry.first.first),
                   static_cast<int>(entry.first.second), lut.first.id, lut.first.attr0,
                   lut.first.attr1, lut.first.attr2, lut.first.attr3, lut.second.c_str());

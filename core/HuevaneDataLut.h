@@ -9,6 +9,8 @@
 #include <utility>
 #include <vector>
 
+#include "HuevaneText.h"
+
 constexpr uint8_t PVX_DATA_MAGIC = 0xDA;
 constexpr uint16_t PVX_DATA_HEADER_SIZE = 12;
 constexpr uint8_t PVX_ATTR_NONE = 0xFF;
@@ -42,8 +44,9 @@ static_assert(offsetof(pvx_colormode_data_header, attr2) == 8, "attr2 at 8");
 static_assert(offsetof(pvx_colormode_data_header, attr3) == 9, "attr3 at 9");
 static_assert(offsetof(pvx_colormode_data_header, crc) == 10, "crc at 10");
 
-// The text does not hold the terminating zero byte; total_size and crc include it.
-using HuevaneDataLut = std::pair<pvx_colormode_data_header, std::string>;
+// The text does not hold the terminating zero byte; total_size and crc include it. Lists share
+// their texts rather than copy them (see HuevaneText).
+using HuevaneDataLut = std::pair<pvx_colormode_data_header, HuevaneText>;
 using HuevaneDataLutList = std::vector<HuevaneDataLut>;
 
 namespace huevane {

@@ -1,5 +1,6 @@
 // The data-LUT map: for every (mode id, intent id) of a calibration, the data LUTs of its mode
-// node, in document order.
+// node, in document order. The map owns their texts for the reader's lifetime; the lists it
+// hands out borrow them.
 #ifndef HUEVANE_CORE_HUEVANEDATALUTMAP_H
 #define HUEVANE_CORE_HUEVANEDATALUTMAP_H
 
@@ -24,7 +25,20 @@ struct PairHash {
     }
 };
 
-using HuevaneDataLutMap = std::unordered_map<HuevaneLutKey, HuevaneDataLutList, PairHash>;
+// A data LUT as the map keeps it: the text owned here, once.
+using HuevaneStoredDataLut = std::pair<pvx_colormode_data_header, std::string>;
+using HuevaneStoredDataLutList = std::vector<HuevaneStoredDataLut>;
+using HuevaneDataLutMap = std::unordered_map<HuevaneLutKey, HuevaneStoredDataLutList, PairHash>;
+
+// The stored LUTs as a data-LUT list that borrows their texts.
+inline HuevaneDataLutList getBorrowedDataLuts(const HuevaneStoredDataLutList& stored) {
+    HuevaneDataLutList luts;
+    luts.reserve(stored.size());
+    for (const HuevaneStoredDataLut& lut : stored) {
+        luts.emplace_back(lut.first, HuevaneText::borrow(lut.second));
+    }
+    return luts;
+}
 
 }  // namespace huevane
 

@@ -97,6 +97,8 @@ void HuevaneImplementation::clearDataLuts() {
 }
 
 int32_t HuevaneImplementation::offerToMatrixStages(int32_t sourceKind, const HuevaneDataLut& lut) {
+    // A stage takes only LUTs of its own node; the others need not be offered at all.
+    if (!huevane::isMatrixNode(lut.first.id)) return 1;
     if (mGammaMatrix.setDataLuts(sourceKind, lut) == 0) return 0;
     return mLinearMatrix.setDataLuts(sourceKind, lut);
 }
@@ -141,10 +143,10 @@ void HuevaneImplementation::putIndexedDataLuts(HuevaneDataLutList& list, Huevane
 }
 
 void HuevaneImplementation::putEmittedDataLuts(HuevaneDataLutList& list, HuevaneImplMatrix& stage) {
-    HuevaneDataLutList luts = stage.getDataLuts();
+    const HuevaneDataLutList& luts = stage.getEmittedDataLuts();
     const int which = &stage == &mGammaMatrix ? 0 : 1;
     for (size_t j = 0; j < luts.size(); j++) {
-        const size_t position = putIndexedDataLut(list, std::move(luts[j]));
+        const size_t position = putIndexedDataLut(list, HuevaneDataLut(luts[j]));
         if (mAccount == nullptr) continue;
         // An entry emitted before this update (one whose parcel failed) has no account.
         const bool accounted = j < mEmitted[which].size();

@@ -104,12 +104,13 @@ int32_t HuevaneInspection::getDataLutsMaxSize() const {
 std::vector<HuevaneStoredLut> HuevaneInspection::getStoredLuts(uint32_t mode,
                                                                uint32_t intent) const {
     std::vector<HuevaneStoredLut> stored;
-    const HuevaneDataLutList* luts =
+    const HuevaneStoredDataLutList* luts =
             mEngine->getColorModeSource().getColorModeXml().findDataLuts(mode, intent);
     if (luts == nullptr) return stored;
     auto places = mAccount.places.find(HuevaneLutKey(mode, intent));
     for (size_t i = 0; i < luts->size(); i++) {
-        HuevaneStoredLut lut{(*luts)[i], {}};
+        // Copies of their own, which outlive the inspection.
+        HuevaneStoredLut lut{{(*luts)[i].first, HuevaneText((*luts)[i].second)}, {}};
         if (places != mAccount.places.end() && i < places->second.size()) {
             lut.place = places->second[i];
         }

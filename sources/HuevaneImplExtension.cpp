@@ -22,14 +22,23 @@ unsigned int getAttributeValue(const char* begin, const char* end) {
 
 int32_t HuevaneImplExtension::setDataLuts(std::vector<HuevaneExtension> entries) {
     std::vector<unsigned int> attributes;
+    mCallTexts.clear();
     for (HuevaneExtension& entry : entries) {
         if (entry.id == EXTENSION_ATTRIBUTES) {
             attributes = getAttributes(entry);
         } else if (isLutEntry(entry)) {
-            putDataLuts(static_cast<unsigned char>(entry.id), std::string(entry.data), attributes);
+            HuevaneText text = getEntryText(mCallTexts.size(), entry.data);
+            mCallTexts.push_back(text);
+            putDataLut(static_cast<unsigned char>(entry.id), std::move(text), attributes);
         }
     }
+    mRecentTexts.swap(mCallTexts);
     return 0;
+}
+
+HuevaneText HuevaneImplExtension::getEntryText(size_t place, const char* data) {
+    if (place < mRecentTexts.size() && mRecentTexts[place] == data) return mRecentTexts[place];
+    return HuevaneText(std::string(data));
 }
 
 bool HuevaneImplExtension::isLutEntry(const HuevaneExtension& entry) {
@@ -58,6 +67,11 @@ std::vector<unsigned int> HuevaneImplExtension::getAttributes(HuevaneExtension& 
 
 void HuevaneImplExtension::putDataLuts(unsigned char id, std::string text,
                                        std::vector<unsigned int> attributes) {
+    putDataLut(id, HuevaneText(std::move(text)), attributes);
+}
+
+void HuevaneImplExtension::putDataLut(unsigned char id, HuevaneText text,
+                                      const std::vector<unsigned int>& attributes) {
     uint8_t attr[4] = {PVX_ATTR_NONE, PVX_ATTR_NONE, PVX_ATTR_NONE, PVX_ATTR_NONE};
     for (size_t i = 0; i < 4 && i < attributes.size(); i++) {
         attr[i] = static_cast<uint8_t>(attributes[i] & 0xFF);

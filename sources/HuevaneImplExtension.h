@@ -23,6 +23,16 @@ class HuevaneImplExtension : public HuevaneImplCallerSource<HuevaneExtension> {
     // True for an entry that stages a LUT: a node id with a text.
     static bool isLutEntry(const HuevaneExtension& entry);
     void putDataLuts(unsigned char id, std::string text, std::vector<unsigned int> attributes);
+
+  private:
+    void putDataLut(unsigned char id, HuevaneText text, const std::vector<unsigned int>& attributes);
+    // The text of a LUT entry: the one the previous call made at the same place when the
+    // entry's text is the same (a compositor sends the same extension frame after frame), else
+    // a new one.
+    HuevaneText getEntryText(size_t place, const char* data);
+
+    std::vector<HuevaneText> mRecentTexts;  // the LUT texts of the last call, in entry order
+    std::vector<HuevaneText> mCallTexts;    // those of the call under way
 };
 
 #endif  // HUEVANE_SOURCES_HUEVANEIMPLEXTENSION_H

@@ -33,7 +33,7 @@ mat4 multiply(const mat4& left, const mat4& right) {
 
 int32_t HuevaneImplMatrix::setDataLuts(int sourceKind, const HuevaneDataLut& lut) {
     if (lut.first.id != mNodeId) return 1;
-    if (parseMatrix(sourceKind, lut.second) != 0) return 1;
+    if (parseMatrixText(sourceKind, lut.second) != 0) return 1;
     // A disabled matrix while no source holds one: taken, nothing to emit.
     if (mMatrices.empty()) return 0;
     Memo& m = memo();
@@ -53,8 +53,10 @@ void HuevaneImplMatrix::updateCombined() {
         accumulator = multiply(accumulator, entry->second);
     }
     Memo& m = memo();
-    huevane::formatMatrixText(accumulator.data(), accumulator.size(), &m.combined.second);
-    huevane::setDataHeaderText(m.combined.first, m.combined.second);
+    std::string text;
+    huevane::formatMatrixText(accumulator.data(), accumulator.size(), &text);
+    huevane::setDataHeaderText(m.combined.first, text);
+    m.combined.second = HuevaneText(std::move(text));
     m.combinedValid = true;
 }
 
@@ -64,7 +66,7 @@ HuevaneImplMatrix::Memo& HuevaneImplMatrix::memo() {
 }
 
 const HuevaneImplMatrix::ReadText& HuevaneImplMatrix::readText(int sourceKind,
-                                                               const std::string& text) {
+                                                               const HuevaneText& text) {
     Memo& m = memo();
     const bool remembered = sourceKind >= 0 && sourceKind < static_cast<int>(m.readTexts.size());
     ReadText& read = remembered ? m.readTexts[sourceKind] : m.scratch;
@@ -75,6 +77,11 @@ const HuevaneImplMatrix::ReadText& HuevaneImplMatrix::readText(int sourceKind,
 }
 
 int32_t HuevaneImplMatrix::parseMatrix(int sourceKind, const std::string& text) {
+    // A text of its own: the stage remembers it past this call.
+    return parseMatrixText(sourceKind, HuevaneText(text));
+}
+
+int32_t HuevaneImplMatrix::parseMatrixText(int sourceKind, const HuevaneText& text) {
     const ReadText& read = readText(sourceKind, text);
     if (!read.valid) return 1;
     for (auto& entry : mMatrices) {

@@ -29,18 +29,23 @@ class HuevaneImplMatrix {
     // LUTs the stage has emitted, and its node.
     const std::vector<std::pair<int, huevane::mat4>>& getMatrices() const { return mMatrices; }
     size_t getDataLutsCount() const { return mDataLuts.size(); }
+    // The emitted LUTs themselves, for the engine's update, which needs no copy of them.
+    const HuevaneDataLutList& getEmittedDataLuts() const { return mDataLuts; }
     uint8_t getNodeId() const { return mNodeId; }
 
   private:
     // A matrix text as read: the same calibration and transform texts come back on every update.
     struct ReadText {
-        std::string text;
+        HuevaneText text;
         bool valid = false;
         bool enabled = false;
         huevane::mat4 matrix{};
     };
-    // What `text` reads as; remembered per source kind (0 to 2), read afresh for any other.
-    const ReadText& readText(int sourceKind, const std::string& text);
+    // What `text` reads as; remembered per source kind (0 to 2), read afresh for any other. A
+    // text offered again is known by its identity, without comparing its bytes.
+    const ReadText& readText(int sourceKind, const HuevaneText& text);
+    // parseMatrix of a text that lists share.
+    int32_t parseMatrixText(int sourceKind, const HuevaneText& text);
     // The product of the stored matrices as a text, with the header fields that depend on it.
     void updateCombined();
 
@@ -56,7 +61,8 @@ class HuevaneImplMatrix {
         std::array<ReadText, 3> readTexts;
         ReadText scratch;
         // The product of mMatrices as text, its header carrying that text's total_size and crc;
-        // stale once a stored matrix changes.
+        // stale once a stored matrix changes. Each product is a new text, which every LUT the
+        // stage emits for it shares.
         HuevaneDataLut combined;
         bool combinedValid = false;
     };

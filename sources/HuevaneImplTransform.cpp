@@ -11,8 +11,10 @@ int32_t HuevaneImplTransform::setDataLuts(std::vector<float> matrix) {
     // Bit for bit, so that NaN and -0.0 are told apart like any other value.
     if (mLastMatrix.size() != matrix.size() ||
         memcmp(mLastMatrix.data(), matrix.data(), matrix.size() * sizeof(float)) != 0) {
-        huevane::formatMatrixText(matrix.data(), matrix.size(), &mLastLut.second);
-        mLastLut.first = huevane::getDataHeader(huevane::PVX_NODE_GAMMA_MATRIX, mLastLut.second);
+        std::string text;
+        huevane::formatMatrixText(matrix.data(), matrix.size(), &text);
+        mLastLut.first = huevane::getDataHeader(huevane::PVX_NODE_GAMMA_MATRIX, text);
+        mLastLut.second = HuevaneText(std::move(text));
         mLastMatrix = std::move(matrix);
     }
     huevane::warnUnappliedDataLuts(mDataLuts);

@@ -26,7 +26,7 @@ class HuevaneImplTransform : public HuevaneImplCallerSource<float> {
 
   private:
     // The last matrix staged and its LUT: a compositor sends the same transform frame after
-    // frame, and its text need not be written again.
+    // frame, and its text need not be written again. Every LUT staged for it shares the text.
     std::vector<float> mLastMatrix;
     HuevaneDataLut mLastLut;
 };
