@@ -116,42 +116,53 @@ void reportRatios(benchmark::State& state, const Totals& totals, size_t bytes) {
     state.counters["parcel_bytes"] = benchmark::Counter(static_cast<double>(bytes));
 }
 
-// updateColorCoef alone for one mode and intent (12 LUTs), a colour transform and two extension
-// LUTs; the staging before it is not timed.
-double timeUpdate(Engine& e) {
+// One request: a mode and intent (12 LUTs), a colour transform and two extension LUTs.
+void stageRequest(Engine& e) {
     e.engine->setColorModeWithRenderIntent(3, 1);
     e.engine->setColorTransform(TRANSFORM, 0);
     std::vector<HuevaneExtension> extensions = twoExtensionLuts();
     e.engine->setColorExtension(extensions);
-    auto start = Clock::now();
-    int32_t result = e.engine->updateColorCoef(e.parcel.data());
-    double elapsed = seconds(start, Clock::now());
-    if (result != 0) abort();
-    return elapsed;
 }
 
-// The compositor's whole cycle for one change of mode and transform.
+void update(Engine& e) {
+    if (e.engine->updateColorCoef(e.parcel.data()) != 0) abort();
+}
+
+// updateColorCoef alone; the staging before it is not timed.
+double timeUpdate(Engine& e) {
+    stageRequest(e);
+    auto start = Clock::now();
+    update(e);
+    return seconds(start, Clock::now());
+}
+
+// The compositor's whole cycle for one request: its setters, the size, the update.
 double timeCycle(Engine& e) {
     auto start = Clock::now();
-    e.engine->setColorModeWithRenderIntent(3, 1);
-    e.engine->setColorTransform(TRANSFORM, 0);
+    stageRequest(e);
     int32_t size = e.engine->getColorCoefSize();
-    int32_t result = e.engine->updateColorCoef(e.parcel.data());
+    update(e);
     double elapsed = seconds(start, Clock::now());
-    if (result != 0 || size > static_cast<int32_t>(e.parcel.size())) abort();
+    if (size > static_cast<int32_t>(e.parcel.size())) abort();
     return elapsed;
 }
 
-// Heap allocations per call of `time`, counted in passes of their own (counting slows them).
-template <double (*TIME)(Engine&)>
-double allocationsOf(Engine& e) {
+// Heap allocations per update, or per cycle (`cycle`), in the steady state; counted in passes of
+// their own, since counting slows each allocation.
+double allocationsOf(Engine& e, bool cycle) {
     constexpr int CALLS = 16;
-    TIME(e);  // the steady state: whatever the first call keeps is kept
-    heapCount(true);
-    const int64_t before = heapAllocations();
-    for (int i = 0; i < CALLS; i++) TIME(e);
-    const int64_t made = heapAllocations() - before;
-    heapCount(false);
+    int64_t made = 0;
+    for (int i = 0; i <= CALLS; i++) {
+        if (!cycle) stageRequest(e);
+        // The first round is not counted: whatever it keeps is the steady state's.
+        heapCount(i > 0);
+        const int64_t before = heapAllocations();
+        if (cycle) stageRequest(e);
+        if (cycle) e.engine->getColorCoefSize();
+        update(e);
+        made += heapAllocations() - before;
+        heapCount(false);
+    }
     return static_cast<double>(made) / CALLS;
 }
 
@@ -168,9 +179,10 @@ void BM_Update(benchmark::State& state) {
         totals.floor += timeMemcpy(e.copy.data(), e.now.parcel.data(), parcelSize(e.now.parcel));
     }
     reportRatios(state, totals, parcelSize(e.now.parcel));
-    state.counters["allocs"] = benchmark::Counter(allocationsOf<TIME>(e.now));
+    const bool cycle = TIME == timeCycle;
+    state.counters["allocs"] = benchmark::Counter(allocationsOf(e.now, cycle));
     for (Engine& today : e.today) {
-        state.counters["today_allocs"] = benchmark::Counter(allocationsOf<TIME>(today));
+        state.counters["today_allocs"] = benchmark::Counter(allocationsOf(today, cycle));
     }
 }
 BENCHMARK_TEMPLATE(BM_Update, timeUpdate)->Name("BM_UpdateColorCoef")->UseManualTime();

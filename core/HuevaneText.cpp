@@ -7,12 +7,6 @@ HuevaneText::HuevaneText(std::string text) {
     mText = mOwner.get();
 }
 
-HuevaneText HuevaneText::borrow(const std::string& text) {
-    HuevaneText view;
-    view.mText = &text;
-    return view;
-}
-
 const std::string& HuevaneText::getEmptyText() {
     static const std::string EMPTY;
     return EMPTY;

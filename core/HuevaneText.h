@@ -19,7 +19,11 @@ class HuevaneText {
     HuevaneText(std::string text);  // NOLINT(google-explicit-constructor): texts read as strings
     HuevaneText(const char* text) : HuevaneText(std::string(text)) {}  // NOLINT
     // A view of `text`, which must outlive every copy of the view.
-    static HuevaneText borrow(const std::string& text);
+    static HuevaneText borrow(const std::string& text) {
+        HuevaneText view;
+        view.mText = &text;
+        return view;
+    }
 
     const std::string& str() const { return mText != nullptr ? *mText : getEmptyText(); }
     operator const std::string&() const { return str(); }  // NOLINT(google-explicit-constructor)

@@ -18,14 +18,20 @@ class HuevaneDataLutIndex {
     int32_t findOrAdd(uint64_t identity, int32_t position);
 
   private:
+    struct Slot {
+        uint64_t identity = 0;
+        int32_t position = 0;
+        uint32_t generation = 0;  // the slot is free unless it is the index's own
+    };
+
     size_t getSlot(uint64_t identity) const;
     void grow();
 
-    // Open addressing with linear probing; a position of -1 marks a free slot. The table is a
-    // power of two at most half full.
-    std::vector<uint64_t> mIdentities;
-    std::vector<int32_t> mPositions;
+    // Open addressing with linear probing, at most half full. Forgetting is a new generation,
+    // so clearing touches no slot.
+    std::vector<Slot> mSlots;
     size_t mCount = 0;
+    uint32_t mGeneration = 1;
 };
 
 }  // namespace huevane

@@ -15,9 +15,9 @@ constexpr int32_t LOG_LEVEL_TRACE = 2;
 constexpr int32_t LOG_LEVEL_PARCEL = 3;
 
 // Bytes the whole list would take packed; only the refusal message needs it.
-int32_t getParcelSize(const HuevaneDataLutList& list) {
+int32_t getParcelSize(const std::vector<const HuevaneDataLut*>& list) {
     int64_t size = PVX_PARCEL_HEADER_SIZE;
-    for (const HuevaneDataLut& lut : list) size += huevane::getDataLutEntrySize(lut.second.size());
+    for (const HuevaneDataLut* lut : list) size += huevane::getDataLutEntrySize(lut->second.size());
     return static_cast<int32_t>(std::min<int64_t>(size, INT32_MAX));
 }
 
@@ -104,54 +104,60 @@ int32_t HuevaneImplementation::offerToMatrixStages(int32_t sourceKind, const Hue
 }
 
 HuevaneDataLutList HuevaneImplementation::createDataLuts() {
+    StagedLuts staged;
+    collectDataLuts(staged);
     HuevaneDataLutList list;
-    collectDataLuts(list);
+    for (const HuevaneDataLut* lut : mUpdateList) list.push_back(*lut);
+    mUpdateList.clear();
     return list;
 }
 
-void HuevaneImplementation::collectDataLuts(HuevaneDataLutList& list) {
+void HuevaneImplementation::collectDataLuts(StagedLuts& staged) {
     mIndex.clear();
+    mUpdateList.clear();
     if (mAccount != nullptr) {
         mAccount->entries.clear();
         mAccount->vanished.clear();
-        for (auto& emitted : mEmitted) emitted.clear();
-        for (auto& stage : mLastTaken) std::fill(std::begin(stage), std::end(stage), -1);
+        for (auto& emitted : mAccount->emitted) emitted.clear();
+        for (auto& stage : mAccount->lastTaken) std::fill(std::begin(stage), std::end(stage), -1);
     }
-    putIndexedDataLuts(list, mColorMode->getDataLuts(), huevane::SOURCE_KIND_COLOR_MODE);
-    putIndexedDataLuts(list, mTransform->getDataLuts(), huevane::SOURCE_KIND_TRANSFORM);
-    putIndexedDataLuts(list, mExtension->getDataLuts(), huevane::SOURCE_KIND_EXTENSION);
-    putEmittedDataLuts(list, mGammaMatrix);
-    putEmittedDataLuts(list, mLinearMatrix);
+    // The sources' lists share their texts; the caller keeps them until the entries are packed.
+    staged[huevane::SOURCE_KIND_COLOR_MODE] = mColorMode->getDataLuts();
+    staged[huevane::SOURCE_KIND_TRANSFORM] = mTransform->getDataLuts();
+    staged[huevane::SOURCE_KIND_EXTENSION] = mExtension->getDataLuts();
+    for (int32_t kind : {huevane::SOURCE_KIND_COLOR_MODE, huevane::SOURCE_KIND_TRANSFORM,
+                         huevane::SOURCE_KIND_EXTENSION}) {
+        putIndexedDataLuts(staged[kind], kind);
+    }
+    putEmittedDataLuts(mGammaMatrix);
+    putEmittedDataLuts(mLinearMatrix);
 }
 
-// The copies from the sources are ours already; moving them spares the update path a second
-// copy of every text.
-void HuevaneImplementation::putIndexedDataLuts(HuevaneDataLutList& list, HuevaneDataLutList&& luts,
-                                               int32_t sourceKind) {
+void HuevaneImplementation::putIndexedDataLuts(const HuevaneDataLutList& luts, int32_t sourceKind) {
     if (mAccount != nullptr) mAccount->staged[sourceKind] = luts;
     for (size_t i = 0; i < luts.size(); i++) {
-        HuevaneDataLut& lut = luts[i];
+        const HuevaneDataLut& lut = luts[i];
         const int32_t index = static_cast<int32_t>(i);
         if (mAccount != nullptr) {
             if (offerAccounted(sourceKind, index, lut)) continue;
         } else if (offerToMatrixStages(sourceKind, lut) == 0) {
             continue;
         }
-        const size_t position = putIndexedDataLut(list, std::move(lut));
+        const size_t position = putIndexedDataLut(&lut);
         if (mAccount != nullptr) putAccountEntry(position, {{sourceKind, index}, 0, {}});
     }
 }
 
-void HuevaneImplementation::putEmittedDataLuts(HuevaneDataLutList& list, HuevaneImplMatrix& stage) {
+void HuevaneImplementation::putEmittedDataLuts(const HuevaneImplMatrix& stage) {
     const HuevaneDataLutList& luts = stage.getEmittedDataLuts();
     const int which = &stage == &mGammaMatrix ? 0 : 1;
     for (size_t j = 0; j < luts.size(); j++) {
-        const size_t position = putIndexedDataLut(list, HuevaneDataLut(luts[j]));
+        const size_t position = putIndexedDataLut(&luts[j]);
         if (mAccount == nullptr) continue;
         // An entry emitted before this update (one whose parcel failed) has no account.
-        const bool accounted = j < mEmitted[which].size();
+        const bool accounted = j < mAccount->emitted[which].size();
         putAccountEntry(position, accounted
-                                          ? mEmitted[which][j]
+                                          ? mAccount->emitted[which][j]
                                           : HuevaneUpdateAccount::Entry{{}, stage.getNodeId(), {}});
     }
 }
@@ -163,7 +169,7 @@ bool HuevaneImplementation::offerAccounted(int32_t sourceKind, int32_t index,
         HuevaneImplMatrix& stage = *stages[which];
         const size_t before = stage.getDataLutsCount();
         if (stage.setDataLuts(sourceKind, lut) != 0) continue;
-        mLastTaken[which][sourceKind] = index;
+        mAccount->lastTaken[which][sourceKind] = index;
         if (stage.getDataLutsCount() == before) {
             mAccount->vanished.push_back({sourceKind, index});
             return true;
@@ -173,9 +179,9 @@ bool HuevaneImplementation::offerAccounted(int32_t sourceKind, int32_t index,
         const auto& matrices = stage.getMatrices();
         for (auto stored = matrices.rbegin(); stored != matrices.rend(); ++stored) {
             entry.factors.push_back(
-                    {{stored->first, mLastTaken[which][stored->first]}, stored->second});
+                    {{stored->first, mAccount->lastTaken[which][stored->first]}, stored->second});
         }
-        mEmitted[which].push_back(std::move(entry));
+        mAccount->emitted[which].push_back(std::move(entry));
         return true;
     }
     return false;
@@ -189,14 +195,14 @@ void HuevaneImplementation::putAccountEntry(size_t position, HuevaneUpdateAccoun
     }
 }
 
-size_t HuevaneImplementation::putIndexedDataLut(HuevaneDataLutList& list, HuevaneDataLut&& lut) {
-    const int32_t position = static_cast<int32_t>(list.size());
-    const int32_t found = mIndex.findOrAdd(huevane::getDataLutIdentity(lut.first), position);
+size_t HuevaneImplementation::putIndexedDataLut(const HuevaneDataLut* lut) {
+    const int32_t position = static_cast<int32_t>(mUpdateList.size());
+    const int32_t found = mIndex.findOrAdd(huevane::getDataLutIdentity(lut->first), position);
     if (found >= 0) {
-        list[found] = std::move(lut);
+        mUpdateList[found] = lut;
         return static_cast<size_t>(found);
     }
-    list.push_back(std::move(lut));
+    mUpdateList.push_back(lut);
     return static_cast<size_t>(position);
 }
 
@@ -239,10 +245,10 @@ int32_t HuevaneImplementation::getColorCoefSize() {
 }
 
 int32_t HuevaneImplementation::updateColorCoef(void* buffer) {
-    mUpdateList.clear();
-    collectDataLuts(mUpdateList);
-    const int32_t result = packDataLutsIntoParcel(mUpdateList, buffer);
-    // The texts are in the parcel now (or refused); only the list's own storage is kept.
+    StagedLuts staged;
+    collectDataLuts(staged);
+    const int32_t result = packEntries(mUpdateList, buffer);
+    // The texts are in the parcel now (or refused); only the result list's storage is kept.
     mUpdateList.clear();
     if (result != 0) {
         // Written whatever the log level, at debug priority like the rest of the engine's lines.
@@ -255,6 +261,14 @@ int32_t HuevaneImplementation::updateColorCoef(void* buffer) {
 }
 
 int32_t HuevaneImplementation::packDataLutsIntoParcel(HuevaneDataLutList& list, void* buffer) {
+    std::vector<const HuevaneDataLut*> entries;
+    entries.reserve(list.size());
+    for (const HuevaneDataLut& lut : list) entries.push_back(&lut);
+    return packEntries(entries, buffer);
+}
+
+int32_t HuevaneImplementation::packEntries(const std::vector<const HuevaneDataLut*>& list,
+                                           void* buffer) {
     if (buffer == nullptr) {
         ALOGE("no buffer for the parcel\n");
         return 1;
@@ -268,7 +282,8 @@ int32_t HuevaneImplementation::packDataLutsIntoParcel(HuevaneDataLutList& list, 
         mAccount->parcelLimit = limit;
     }
     int32_t offset = PVX_PARCEL_HEADER_SIZE;
-    for (const HuevaneDataLut& lut : list) {
+    for (const HuevaneDataLut* entry : list) {
+        const HuevaneDataLut& lut = *entry;
         const pvx_colormode_data_header& header = lut.first;
         const int32_t length = static_cast<int32_t>(std::min<size_t>(lut.second.size(), INT32_MAX));
         if (length != int32_t{header.total_size} - int32_t{header.header_size} - 1) {

@@ -39,6 +39,10 @@ struct HuevaneUpdateAccount {
     std::vector<Origin> vanished;  // taken by a stage that emitted nothing for it
     int32_t parcelSize = 0;        // bytes the whole list takes packed
     int32_t parcelLimit = 0;       // bytes the parcel may take
+    // What the engine notes while it collects: each stage's entries, and per stage and source
+    // kind the index of the last LUT the stage took.
+    std::vector<Entry> emitted[2];
+    int32_t lastTaken[2][3] = {};
 };
 
 class HuevaneImplementation : public IHuevane {
@@ -78,12 +82,17 @@ class HuevaneImplementation : public IHuevane {
   private:
     // 0 when a stage took the LUT.
     int32_t offerToMatrixStages(int32_t sourceKind, const HuevaneDataLut& lut);
-    // createDataLuts into `list`, which must be empty; de-duplicates through mIndex.
-    void collectDataLuts(HuevaneDataLutList& list);
-    void putIndexedDataLuts(HuevaneDataLutList& list, HuevaneDataLutList&& luts, int32_t sourceKind);
-    void putEmittedDataLuts(HuevaneDataLutList& list, HuevaneImplMatrix& stage);
-    // The position the LUT took in the list.
-    size_t putIndexedDataLut(HuevaneDataLutList& list, HuevaneDataLut&& lut);
+    // What each source staged, by source kind; the result list points into it.
+    using StagedLuts = HuevaneDataLutList[3];
+    // createDataLuts as pointers (mUpdateList) into `staged` and the stages' emitted LUTs, valid
+    // while `staged` lives and the stages keep them; de-duplicates through mIndex.
+    void collectDataLuts(StagedLuts& staged);
+    void putIndexedDataLuts(const HuevaneDataLutList& luts, int32_t sourceKind);
+    void putEmittedDataLuts(const HuevaneImplMatrix& stage);
+    // The position the LUT took in mUpdateList.
+    size_t putIndexedDataLut(const HuevaneDataLut* lut);
+    // packDataLutsIntoParcel over entries wherever they lie.
+    int32_t packEntries(const std::vector<const HuevaneDataLut*>& list, void* buffer);
     // The accounted path of an offer to the stages: true when a stage took the LUT.
     bool offerAccounted(int32_t sourceKind, int32_t index, const HuevaneDataLut& lut);
     void putAccountEntry(size_t position, HuevaneUpdateAccount::Entry entry);
@@ -97,13 +106,12 @@ class HuevaneImplementation : public IHuevane {
     int32_t mMinCoefSize = PVX_MIN_COEF_SIZE;
     uint8_t mSeqNum = 0;
     int32_t mLogLevel = 0;
-    // Scratch of every update, kept so that the update allocates only for the LUT texts.
+    // Scratch of every update, kept so that the update allocates only the sources' lists it
+    // asks for: the result list, as pointers into them.
     huevane::HuevaneDataLutIndex mIndex;
-    HuevaneDataLutList mUpdateList;
-    // Inspection only: the account being kept, and what each stage emitted in this update.
+    std::vector<const HuevaneDataLut*> mUpdateList;
+    // Inspection only: the account being kept.
     HuevaneUpdateAccount* mAccount = nullptr;
-    std::vector<HuevaneUpdateAccount::Entry> mEmitted[2];
-    int32_t mLastTaken[2][3] = {};
 };
 
 #endif  // HUEVANE_ENGINE_HUEVANEIMPLEMENTATION_H

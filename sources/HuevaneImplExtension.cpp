@@ -22,29 +22,47 @@ unsigned int getAttributeValue(const char* begin, const char* end) {
 
 int32_t HuevaneImplExtension::setDataLuts(std::vector<HuevaneExtension> entries) {
     std::vector<unsigned int> attributes;
-    mCallTexts.clear();
+    size_t place = 0;
     for (HuevaneExtension& entry : entries) {
         if (entry.id == EXTENSION_ATTRIBUTES) {
             attributes = getAttributes(entry);
         } else if (isLutEntry(entry)) {
-            HuevaneText text = getEntryText(mCallTexts.size(), entry.data);
-            mCallTexts.push_back(text);
-            putDataLut(static_cast<unsigned char>(entry.id), std::move(text), attributes);
+            HuevaneDataLut lut = getEntryLut(place, static_cast<unsigned char>(entry.id),
+                                             entry.data, attributes);
+            if (place < mRecentLuts.size()) {
+                mRecentLuts[place] = lut;
+            } else {
+                mRecentLuts.push_back(lut);
+            }
+            place++;
+            // Extension LUTs of several calls accumulate until the next update; no warning.
+            mDataLuts.push_back(std::move(lut));
         }
     }
-    mRecentTexts.swap(mCallTexts);
+    mRecentLuts.resize(place);
     return 0;
-}
-
-HuevaneText HuevaneImplExtension::getEntryText(size_t place, const char* data) {
-    if (place < mRecentTexts.size() && mRecentTexts[place] == data) return mRecentTexts[place];
-    return HuevaneText(std::string(data));
 }
 
 bool HuevaneImplExtension::isLutEntry(const HuevaneExtension& entry) {
     // Ids past the node table are ignored; a LUT entry without text has nothing to send.
     return entry.id != EXTENSION_ATTRIBUTES && entry.id <= EXTENSION_LAST_NODE &&
            entry.data != nullptr;
+}
+
+HuevaneDataLut HuevaneImplExtension::getEntryLut(size_t place, unsigned char id, const char* data,
+                                                 const std::vector<unsigned int>& attributes) {
+    uint8_t attr[4];
+    getAttributeBytes(attributes, attr);
+    if (place < mRecentLuts.size()) {
+        const HuevaneDataLut& recent = mRecentLuts[place];
+        const pvx_colormode_data_header& h = recent.first;
+        if (h.id == id && h.attr0 == attr[0] && h.attr1 == attr[1] && h.attr2 == attr[2] &&
+            h.attr3 == attr[3] && recent.second == data) {
+            return recent;
+        }
+    }
+    HuevaneText text{std::string(data)};
+    return {huevane::getDataHeader(id, text, attr[0], attr[1], attr[2], attr[3]), std::move(text)};
 }
 
 std::vector<unsigned int> HuevaneImplExtension::getAttributes(HuevaneExtension& entry) {
@@ -67,17 +85,17 @@ std::vector<unsigned int> HuevaneImplExtension::getAttributes(HuevaneExtension& 
 
 void HuevaneImplExtension::putDataLuts(unsigned char id, std::string text,
                                        std::vector<unsigned int> attributes) {
-    putDataLut(id, HuevaneText(std::move(text)), attributes);
-}
-
-void HuevaneImplExtension::putDataLut(unsigned char id, HuevaneText text,
-                                      const std::vector<unsigned int>& attributes) {
-    uint8_t attr[4] = {PVX_ATTR_NONE, PVX_ATTR_NONE, PVX_ATTR_NONE, PVX_ATTR_NONE};
-    for (size_t i = 0; i < 4 && i < attributes.size(); i++) {
-        attr[i] = static_cast<uint8_t>(attributes[i] & 0xFF);
-    }
+    uint8_t attr[4];
+    getAttributeBytes(attributes, attr);
     pvx_colormode_data_header header =
             huevane::getDataHeader(id, text, attr[0], attr[1], attr[2], attr[3]);
     // Extension LUTs of several calls accumulate until the next update; no warning.
     mDataLuts.emplace_back(header, std::move(text));
+}
+
+void HuevaneImplExtension::getAttributeBytes(const std::vector<unsigned int>& attributes,
+                                             uint8_t attr[4]) {
+    for (size_t i = 0; i < 4; i++) {
+        attr[i] = i < attributes.size() ? static_cast<uint8_t>(attributes[i] & 0xFF) : PVX_ATTR_NONE;
+    }
 }

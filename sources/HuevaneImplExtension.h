@@ -25,14 +25,17 @@ class HuevaneImplExtension : public HuevaneImplCallerSource<HuevaneExtension> {
     void putDataLuts(unsigned char id, std::string text, std::vector<unsigned int> attributes);
 
   private:
-    void putDataLut(unsigned char id, HuevaneText text, const std::vector<unsigned int>& attributes);
-    // The text of a LUT entry: the one the previous call made at the same place when the
-    // entry's text is the same (a compositor sends the same extension frame after frame), else
-    // a new one.
-    HuevaneText getEntryText(size_t place, const char* data);
+    // The attribute bytes of the current attributes: the low 8 bits of the first four, 0xFF for
+    // each place they do not reach.
+    static void getAttributeBytes(const std::vector<unsigned int>& attributes, uint8_t attr[4]);
+    // The LUT of a LUT entry: the one the previous call made at the same place when the entry
+    // and its attributes are the same (a compositor sends the same extension frame after
+    // frame), else a new one with a new text.
+    HuevaneDataLut getEntryLut(size_t place, unsigned char id, const char* data,
+                               const std::vector<unsigned int>& attributes);
 
-    std::vector<HuevaneText> mRecentTexts;  // the LUT texts of the last call, in entry order
-    std::vector<HuevaneText> mCallTexts;    // those of the call under way
+    // The LUTs of the last call, in entry order, replaced one by one as a call goes on.
+    std::vector<HuevaneDataLut> mRecentLuts;
 };
 
 #endif  // HUEVANE_SOURCES_HUEVANEIMPLEXTENSION_H
