@@ -42,12 +42,20 @@ struct HuevaneToolContext {
 using HuevaneToolRun = std::function<int(HuevaneToolContext& context)>;
 using HuevaneToolSetup = HuevaneToolRun (*)(CLI::App& command);
 
+// What a command writes on its output.
+enum class HuevaneToolOutput {
+    TEXT,     // text, or one JSON document with --json
+    MARKUP,   // a picture or a page (-o FILE); --json is a usage error
+    HANDLED,  // the command handles -o itself (parcel writes raw bytes there)
+};
+
 struct HuevaneToolCommand {
     const char* name;
     const char* summary;
     HuevaneToolSetup setup;
-    // True when the command reads -o itself (parcel writes raw bytes there).
-    bool handlesOutput = false;
+    HuevaneToolOutput output = HuevaneToolOutput::TEXT;
+    // True when the command's JSON document carries its findings itself (lint).
+    bool findingsInDocument = false;
 };
 
 // The commands' setup functions, one per command source file.

@@ -35,10 +35,21 @@ bool HuevaneToolDevice::open() {
     setHuevaneLogSink(onLogRecord);
     mInspection = huevane::HuevaneInspection::openDisplay(common.root, common.display);
     if (common.logLevel >= 0) mInspection->getEngine().setLogLevel(common.logLevel);
-    for (const HuevaneFinding& finding : getXmlFindings(*mInspection)) {
-        mContext.diagnostics.report(finding);
+    if (mInspection->isOffered()) {
+        for (const HuevaneFinding& finding : getAccountFindings(*mInspection)) {
+            mContext.diagnostics.report(finding);
+        }
+        for (const Document& document : mInspection->getAccount().documents) {
+            if (document.outcome == Document::USED &&
+                std::find(mDocuments.begin(), mDocuments.end(), document.path) == mDocuments.end()) {
+                mDocuments.push_back(document.path);
+            }
+        }
+    } else {
+        for (const HuevaneFinding& finding : getXmlFindings(*mInspection)) {
+            mContext.diagnostics.report(finding);
+        }
     }
-    if (mInspection->isOffered()) reportDocuments();
     if (mDocuments.empty()) {
         mContext.diagnostics.error("no calibration document of display " +
                                    std::to_string(common.display) + " could be read under " +
@@ -56,25 +67,4 @@ bool HuevaneToolDevice::open() {
         return false;
     }
     return mContext.diagnostics.getErrorCount() == errorsBefore;
-}
-
-// The documents the reader used, and a line for each it found and did not use.
-void HuevaneToolDevice::reportDocuments() {
-    std::set<std::string> reported;
-    for (const Document& document : mInspection->getAccount().documents) {
-        if (document.outcome == Document::USED) {
-            if (std::find(mDocuments.begin(), mDocuments.end(), document.path) == mDocuments.end()) {
-                mDocuments.push_back(document.path);
-            }
-            continue;
-        }
-        if (document.outcome == Document::NOT_FOUND) continue;
-        const std::string file = mInspection->getHostPath(document.path);
-        const std::string text = getDocumentOutcomeText(document, document.sub);
-        if (!reported.insert(file + ":" + text).second) continue;
-        // A sub document the library does without is a warning; a calibration document it
-        // cannot use is an error even when the next candidate stands in for it.
-        document.sub ? mContext.diagnostics.warning(file, 0, text)
-                     : mContext.diagnostics.error(file, 0, text);
-    }
 }

@@ -29,8 +29,6 @@ class HuevaneToolDevice {
     const std::vector<std::string>& getDocuments() const { return mDocuments; }
 
   private:
-    void reportDocuments();
-
     HuevaneToolContext& mContext;
     std::unique_ptr<huevane::HuevaneInspection> mInspection;
     std::vector<std::string> mDocuments;

@@ -26,7 +26,34 @@ std::string HuevaneDiagnostics::format(const HuevaneFinding& finding) {
     return text;
 }
 
+namespace {
+
+// One line per finding: a message that spans lines (libxml2 writes some so) is folded, each line
+// break and the blanks around it becoming one space.
+std::string foldLines(const std::string& message) {
+    std::string folded;
+    bool pendingSpace = false;
+    for (size_t i = 0; i < message.size(); i++) {
+        const char c = message[i];
+        if (c == '\n' || c == '\r') {
+            while (!folded.empty() && (folded.back() == ' ' || folded.back() == '\t')) {
+                folded.pop_back();
+            }
+            pendingSpace = true;
+            continue;
+        }
+        if (pendingSpace && (c == ' ' || c == '\t')) continue;
+        if (pendingSpace && !folded.empty()) folded += ' ';
+        pendingSpace = false;
+        folded += c;
+    }
+    return folded;
+}
+
+}  // namespace
+
 void HuevaneDiagnostics::report(HuevaneFinding finding) {
+    finding.message = foldLines(finding.message);
     if (mStrict && finding.severity == HuevaneSeverity::WARNING) {
         finding.severity = HuevaneSeverity::ERROR;
     }

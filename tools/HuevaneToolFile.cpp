@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 
 namespace {
@@ -69,4 +70,32 @@ std::string getToolFileRefusal(const std::string& path) {
     if (!S_ISREG(info.st_mode)) return std::string("refused: ") + getKindName(info.st_mode);
     if (access(path.c_str(), R_OK) != 0) return strerror(errno);
     return "";
+}
+
+bool writeToolFile(const std::string& path, const std::string& bytes, std::string* error) {
+    // Beside the file, so that the rename never crosses file systems.
+    std::string temporary = path + ".XXXXXX";
+    int fd = mkstemp(&temporary[0]);
+    if (fd < 0) {
+        *error = strerror(errno);
+        return false;
+    }
+    size_t written = 0;
+    while (written < bytes.size()) {
+        const ssize_t count = write(fd, bytes.data() + written, bytes.size() - written);
+        if (count < 0 && errno == EINTR) continue;
+        if (count < 0) break;
+        written += static_cast<size_t>(count);
+    }
+    const bool complete = written == bytes.size();
+    if (!complete) *error = strerror(errno);
+    // mkstemp makes the file readable by its owner alone; the output is an ordinary file.
+    fchmod(fd, 0644);
+    if (close(fd) != 0 && complete) *error = strerror(errno);
+    if (!complete || rename(temporary.c_str(), path.c_str()) != 0) {
+        if (complete) *error = strerror(errno);
+        unlink(temporary.c_str());
+        return false;
+    }
+    return true;
 }

@@ -16,6 +16,10 @@ struct HuevaneToolFileRead {
 // "-" reads standard input (whatever it is: the user chose it).
 HuevaneToolFileRead readToolFile(const std::string& path, size_t limit);
 
+// Writes `bytes` to a new file beside `path` and renames it to `path`, so that `path` holds
+// either what it held or all of `bytes`. False with the reason when it cannot.
+bool writeToolFile(const std::string& path, const std::string& bytes, std::string* error);
+
 // Why `path` is not a regular file that can be read ("refused: a FIFO", errno's text); empty
 // when it is one. For files handed to a parser that would otherwise block on them.
 std::string getToolFileRefusal(const std::string& path);

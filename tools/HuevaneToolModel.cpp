@@ -59,10 +59,10 @@ HuevaneCalibrationModel getModel(huevane::HuevaneInspection& inspection,
         return model;
     }
     // Read anyway: libxml2's reports are about candidates passed over or sub documents
-    // replaced by a mode node's own LUTs.
-    for (HuevaneFinding& message : messages) {
-        message.severity = HuevaneSeverity::WARNING;
-        model.warnings.push_back(std::move(message));
+    // replaced by a mode node's own LUTs, and what else the reader did without is a warning.
+    for (HuevaneFinding& finding : getAccountFindings(inspection)) {
+        if (finding.severity == HuevaneSeverity::ERROR) finding.severity = HuevaneSeverity::WARNING;
+        model.warnings.push_back(std::move(finding));
     }
     model.modes = inspection.getEngine().getColorModes();
     model.pairs = inspection.getPairs();
@@ -132,6 +132,83 @@ std::vector<HuevaneFinding> getXmlFindings(const huevane::HuevaneInspection& ins
         findings.push_back(
                 makeFinding(message.warning ? HuevaneSeverity::WARNING : HuevaneSeverity::ERROR,
                             file, message.line, text));
+    }
+    return findings;
+}
+
+std::vector<HuevaneFinding> getAccountFindings(const huevane::HuevaneInspection& inspection) {
+    using Target = huevane::HuevaneTargetNameRecord;
+    using Note = huevane::HuevaneReaderNote;
+    const huevane::HuevaneCalibrationAccount& account = inspection.getAccount();
+    std::vector<HuevaneFinding> findings = getXmlFindings(inspection);
+    const Target& target = account.targetName;
+    const std::string node = target.node.empty() ? "" : inspection.getHostPath(target.node);
+    const std::string fallback = ": both candidates are the default name";
+    switch (target.outcome) {
+        case Target::NOT_FOUND:
+            if (!node.empty()) {
+                findings.push_back(makeFinding(HuevaneSeverity::NOTE, node, 0,
+                                               std::string("no target-name node (") +
+                                                       strerror(target.error) + ")" + fallback));
+            }
+            break;
+        case Target::NOT_A_FILE:
+            findings.push_back(makeFinding(HuevaneSeverity::WARNING, node, 0,
+                                           "the target-name node is not a regular file, so it "
+                                           "is not read" +
+                                                   fallback));
+            break;
+        case Target::OUT_OF_RANGE:
+            findings.push_back(makeFinding(HuevaneSeverity::WARNING, node, 0,
+                                           "the target-name node gave " +
+                                                   std::to_string(target.readLength) +
+                                                   " bytes, a name needs 1 to 127" + fallback));
+            break;
+        case Target::NOT_A_FILE_NAME:
+            findings.push_back(makeFinding(
+                    HuevaneSeverity::WARNING, node, 0,
+                    "the target name '" + target.name + "' is not a file name" + fallback));
+            break;
+        case Target::READ:
+            if (target.text.empty() || target.text.back() != '\n') {
+                findings.push_back(makeFinding(
+                        HuevaneSeverity::WARNING, node, 0,
+                        "the target name '" + target.text + "' does not end with a newline: the " +
+                                "library drops its last byte and looks for '" + target.name + "'"));
+            }
+            break;
+    }
+    // The documents found and not used; a calibration candidate the next one stands in for is
+    // an error all the same.
+    std::set<std::string> reported;
+    for (const Document& document : account.documents) {
+        if (document.outcome == Document::USED || document.outcome == Document::NOT_FOUND) {
+            continue;
+        }
+        const std::string file = inspection.getHostPath(document.path);
+        const std::string text = getDocumentOutcomeText(document, document.sub);
+        if (!reported.insert(file + ":" + text).second) continue;
+        findings.push_back(makeFinding(
+                document.sub ? HuevaneSeverity::WARNING : HuevaneSeverity::ERROR, file, 0, text));
+    }
+    for (const Note& note : account.notes) {
+        std::string text;
+        if (note.kind == Note::SUBXML_NOT_FOUND) {
+            text = "sub document " + inspection.getHostPath(note.document) + " (subxml '" +
+                   note.text + "') does not exist";
+        } else if (note.kind == Note::SUBXML_NOT_A_FILE_NAME) {
+            text = "subxml '" + note.text + "' is not a file name";
+        } else if (note.kind == Note::SUBXML_NO_NAME) {
+            text = "subxml '" + note.text +
+                   "' names no sub document: no calibration name ends in .xml";
+        } else {
+            continue;
+        }
+        const std::string file = inspection.getHostPath(note.place.document);
+        text += ": the mode node's own LUTs are used";
+        if (reported.insert(file + ":" + std::to_string(note.place.line) + text).second) {
+            findings.push_back(makeFinding(HuevaneSeverity::WARNING, file, note.place.line, text));
+        }
     }
     return findings;
 }

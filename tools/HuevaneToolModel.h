@@ -63,6 +63,9 @@ std::string getDocumentReason(const huevane::HuevaneDocumentRecord& document);
 std::string getDocumentOutcomeText(const huevane::HuevaneDocumentRecord& document, bool sub);
 // libxml2's reports as findings, each once, under this host's paths.
 std::vector<HuevaneFinding> getXmlFindings(const huevane::HuevaneInspection& inspection);
+// Everything the library read, or looked for, and did without: libxml2's reports, the
+// target-name node, documents found and not used, sub documents that do not exist.
+std::vector<HuevaneFinding> getAccountFindings(const huevane::HuevaneInspection& inspection);
 
 // The numbers of a LUT text that is a list of decimal values; false for any other text.
 bool getLutValues(const std::string& text, std::vector<double>* values);

@@ -9,9 +9,19 @@
 
 namespace {
 
+using Target = huevane::HuevaneTargetNameRecord;
+
+// The sysfs node the first candidate's name came from, and what it held.
+std::string getTargetText(const Target& target) {
+    if (target.outcome == Target::READ) return target.node + ": " + target.name;
+    return target.node + (target.outcome == Target::NOT_FOUND ? ": not found" : ": not used");
+}
+
 void writeModesText(HuevaneToolContext& context, HuevaneToolDevice& device) {
     std::ostream& out = context.out;
     out << "display " << context.common.display << "\n";
+    out << "  target name   " << getTargetText(device.getInspection().getAccount().targetName)
+        << "\n";
     const std::vector<std::string>& documents = device.getDocuments();
     for (size_t i = 0; i < documents.size(); i++) {
         char label[16];
@@ -31,7 +41,11 @@ void writeModesText(HuevaneToolContext& context, HuevaneToolDevice& device) {
 
 void writeModesJson(HuevaneToolContext& context, HuevaneToolDevice& device) {
     HuevaneJson document;
+    const Target& target = device.getInspection().getAccount().targetName;
     document["display"] = context.common.display;
+    document["target_name"] = {
+            {"node", target.node},
+            {"name", target.outcome == Target::READ ? HuevaneJson(target.name) : HuevaneJson()}};
     document["documents"] = device.getDocuments();
     document["modes"] = HuevaneJson::array();
     for (const HuevaneMode& mode : device.getEngine().getColorModes()) {

@@ -10,6 +10,7 @@
 #include "HuevaneParcel.h"
 #include "HuevaneToolCommand.h"
 #include "HuevaneToolDevice.h"
+#include "HuevaneToolFile.h"
 #include "HuevaneToolRequest.h"
 
 namespace {
@@ -25,11 +26,10 @@ int writeRaw(HuevaneToolContext& context, const std::vector<uint8_t>& buffer, si
         context.out.write(reinterpret_cast<const char*>(buffer.data()), size);
         return context.out ? TOOL_OK : TOOL_FAILED;
     }
-    std::ofstream file(output, std::ios::binary);
-    if (file) file.write(reinterpret_cast<const char*>(buffer.data()), size);
-    if (file) file.close();
-    if (!file) {
-        context.diagnostics.error(output, 0, std::string("cannot write: ") + strerror(errno));
+    std::string error;
+    if (!writeToolFile(output, std::string(reinterpret_cast<const char*>(buffer.data()), size),
+                       &error)) {
+        context.diagnostics.error(output, 0, "cannot write: " + error);
         return TOOL_FAILED;
     }
     if (!context.common.json) context.out << "wrote " << size << " bytes to " << output << "\n";

@@ -75,20 +75,35 @@ INSTANTIATE_TEST_SUITE_P(
                 ExitCase{{"help", "lint"}, 0, "[RULE]", ""},
                 ExitCase{{"help", "nope"}, 2, "", "huevane-tool: error: no command 'nope'"},
                 ExitCase{{}, 2, "", "no command given"},
-                ExitCase{{"modes", "--bogus"}, 2, "", "Usage: huevane-tool [OPTIONS] modes"},
+                ExitCase{{"modes", "--bogus"},
+                         2,
+                         "",
+                         "huevane-tool: error: unexpected argument '--bogus'\n"
+                         "usage: huevane-tool [COMMON OPTIONS] modes\n"},
                 ExitCase{{"--display", "x", "modes"}, 2, "", "--display"},
-                ExitCase{{"decode"}, 2, "", "FILE is required"},
-                ExitCase{{"parcel", "--mode=abc"}, 2, "", "Could not convert: --mode = abc"}));
+                ExitCase{{"decode"}, 2, "", "huevane-tool: error: missing FILE\n"},
+                ExitCase{{"parcel", "--mode=abc"},
+                         2,
+                         "",
+                         "error: --mode needs a whole number, not 'abc'"},
+                ExitCase{{"plot", "--json", "--mode", "0"}, 2, "", "--json does not apply"},
+                ExitCase{{"help"}, 0, "\ncommands:\n  modes     colour modes", ""},
+                ExitCase{{"lint", "--help"},
+                         0,
+                         "usage: huevane-tool [COMMON OPTIONS] lint FILE...",
+                         ""}));
 
 INSTANTIATE_TEST_SUITE_P(
         Modes, ToolExit,
         ::testing::Values(
                 ExitCase{{"--root", DEVICE, "modes"}, 0, "mode 2  display_p3  (gamut 2)", ""},
+                // The sysfs node is named when it is read and when it is missing.
                 ExitCase{{"modes", "--root=" + DEVICE, "--display=1"},
                          0,
+                         "  target name   /sys/class/pvx/pvx1/xml: not found\n"
                          "  calibration   /vendor/etc/pvx/calib_data_colormode1.xml\n"
                          "  2 colour modes\n",
-                         ""},
+                         "pvx1/xml: note: no target-name node (No such file or directory)"},
                 ExitCase{{"--root", DEVICE, "--display", "5", "modes"},
                          1,
                          "",
@@ -160,10 +175,11 @@ INSTANTIATE_TEST_SUITE_P(
                          0,
                          "",
                          "warning: --extension linear_matrix: not a matrix text"},
+                // With --json the problems are in the one document.
                 ExitCase{{"--root", DEVICE, "parcel", "--mode", "1", "-o", "-", "--json"},
                          2,
-                         "",
-                         "both want standard output"}));
+                         "\"message\": \"-o - and --json both want standard output",
+                         ""}));
 
 INSTANTIATE_TEST_SUITE_P(
         Decode, ToolExit,
