@@ -34,6 +34,13 @@ const HuevaneToolCommand COMMANDS[] = {
          setupExplainCommand},
         {"plot", "the LUTs of one mode and intent as an SVG picture", setupPlotCommand},
         {"report", "one self-contained HTML page for a device's calibration", setupReportCommand},
+        {"profile", "the ICC profile of a panel described by its primaries", setupProfileCommand},
+        {"matrix", "the gamut matrix from a target to the panel, as a matrix text",
+         setupMatrixCommand},
+        {"simulate", "what the panel shows for input colours under one request",
+         setupSimulateCommand},
+        {"verify", "predicted accuracy of each mode against its target, in CIEDE2000",
+         setupVerifyCommand},
 };
 
 const char* const DESCRIPTION =
