@@ -99,12 +99,13 @@ COMPARE_REQUESTS ?= 20000
 bench-build: deps
 	bench/build-today.sh $(TODAY_COMMIT) $(abspath $(BENCH_DIR))/today $(JOBS)
 	cmake -S . -B $(BENCH_DIR) -DHUEVANE_BUILD_BENCH=ON -DHUEVANE_BUILD_TESTS=OFF \
-	    -DHUEVANE_BUILD_TOOLS=OFF -DCMAKE_BUILD_TYPE=Release \
+	    -DHUEVANE_BUILD_TOOLS=ON -DCMAKE_BUILD_TYPE=Release \
 	    -DHUEVANE_BENCH_TODAY_DIR=$(abspath $(BENCH_DIR))/today
 	cmake --build $(BENCH_DIR) -j $(JOBS)
 
 bench: bench-build
 	$(BENCH_DIR)/bench/huevane_bench $(BENCH_FLAGS)
+	$(BENCH_DIR)/bench/huevane_tool_bench $(BENCH_FLAGS)
 
 compare-today: bench-build
 	$(BENCH_DIR)/bench/huevane_compare $(COMPARE_REQUESTS)

@@ -342,7 +342,8 @@ std::unique_ptr<HuevaneColourSpace> HuevaneColourSpace::fromProfile(const std::s
         return nullptr;
     }
     if (file.truncated) {
-        *error = "larger than the " + std::to_string(MAX_PROFILE_BYTES) + " bytes a profile may take";
+        *error = "larger than the " + std::to_string(MAX_PROFILE_BYTES) +
+                 " bytes a profile may take";
         return nullptr;
     }
     const std::string& bytes = file.bytes;
@@ -357,8 +358,8 @@ std::unique_ptr<HuevaneColourSpace> HuevaneColourSpace::fromProfile(const std::s
     }
     const uint32_t declared = readBigEndian32(bytes, 0);
     if (declared > bytes.size()) {
-        *error = "truncated: its header says " + std::to_string(declared) + " bytes, the file has " +
-                 std::to_string(bytes.size());
+        *error = "truncated: its header says " + std::to_string(declared) +
+                 " bytes, the file has " + std::to_string(bytes.size());
         return nullptr;
     }
     auto state = std::make_unique<State>();
@@ -404,10 +405,9 @@ bool HuevaneColourSpace::setUp(std::string* error) {
     }
     // A v4 profile records how its white was adapted to D50; a v2 display profile states its
     // white as the media white point.
-    const auto* chad = static_cast<const cmsFloat64Number*>(
-            cmsReadTag(profile, cmsSigChromaticAdaptationTag));
-    const auto* media =
-            static_cast<const cmsCIEXYZ*>(cmsReadTag(profile, cmsSigMediaWhitePointTag));
+    const auto* chad =
+            static_cast<const cmsFloat64Number*>(cmsReadTag(profile, cmsSigChromaticAdaptationTag));
+    const auto* media = static_cast<const cmsCIEXYZ*>(cmsReadTag(profile, cmsSigMediaWhitePointTag));
     HuevaneMatrix3 adaptation = identity();
     if (chad != nullptr) {
         std::copy(chad, chad + 9, adaptation.begin());
@@ -442,7 +442,8 @@ bool HuevaneColourSpace::setUpCurves(std::string* error) {
             mState->curves[c].reset(
                     cmsBuildTabulatedToneCurveFloat(nullptr, CURVE_SAMPLES, samples.data()));
         }
-        if (mState->curves[c]) mState->inverseCurves[c].reset(cmsReverseToneCurve(mState->curves[c].get()));
+        if (mState->curves[c])
+            mState->inverseCurves[c].reset(cmsReverseToneCurve(mState->curves[c].get()));
         if (!mState->curves[c] || !mState->inverseCurves[c]) {
             *error = "its channel curves cannot be read or inverted (" + lcmsReason() + ")";
             return false;

@@ -61,18 +61,19 @@ HuevaneDeltaStats getDeltaStats(const std::vector<double>& deltas,
                                 const std::vector<std::string>& names) {
     HuevaneDeltaStats stats;
     if (deltas.empty()) return stats;
-    const size_t worst = static_cast<size_t>(
-            std::max_element(deltas.begin(), deltas.end()) - deltas.begin());
+    const size_t worst =
+            static_cast<size_t>(std::max_element(deltas.begin(), deltas.end()) - deltas.begin());
     stats.max = deltas[worst];
     stats.worst = worst < names.size() ? names[worst] : "";
-    stats.mean = std::accumulate(deltas.begin(), deltas.end(), 0.0) /
-                 static_cast<double>(deltas.size());
+    stats.mean =
+            std::accumulate(deltas.begin(), deltas.end(), 0.0) / static_cast<double>(deltas.size());
     std::vector<double> sorted = deltas;
     std::sort(sorted.begin(), sorted.end());
     const double rank = 0.95 * static_cast<double>(sorted.size() - 1);
     const size_t below = static_cast<size_t>(rank);
     const size_t above = std::min(below + 1, sorted.size() - 1);
-    stats.p95 = sorted[below] + (rank - static_cast<double>(below)) * (sorted[above] - sorted[below]);
+    stats.p95 =
+            sorted[below] + (rank - static_cast<double>(below)) * (sorted[above] - sorted[below]);
     return stats;
 }
 
@@ -140,8 +141,8 @@ HuevaneJson statsJson(const HuevaneDeltaStats& stats) {
 }
 
 std::string statsText(const HuevaneDeltaStats& stats) {
-    return "mean " + number("%.2f", stats.mean) + "  p95 " + number("%.2f", stats.p95) +
-           "  max " + number("%.2f", stats.max) + " (" + stats.worst + ")";
+    return "mean " + number("%.2f", stats.mean) + "  p95 " + number("%.2f", stats.p95) + "  max " +
+           number("%.2f", stats.max) + " (" + stats.worst + ")";
 }
 
 std::string whiteText(const HuevaneWhitePoint& white) {

@@ -12,8 +12,8 @@
 
 #include "HuevaneColour.h"
 #include "HuevaneInspection.h"
-#include "HuevaneToolJson.h"
 #include "HuevanePanel.h"
+#include "HuevaneToolJson.h"
 
 struct HuevanePatch {
     std::string name;

@@ -80,7 +80,10 @@ class ColourDiff {
   public:
     ColourDiff(const HuevaneColourDiffRequest& request, const HuevanePanel& panel,
                HuevaneDiagnostics& diagnostics, HuevaneColourDiff* result)
-        : mRequest(request), mPanel(panel), mDiagnostics(diagnostics), mProblems(diagnostics),
+        : mRequest(request),
+          mPanel(panel),
+          mDiagnostics(diagnostics),
+          mProblems(diagnostics),
           mResult(*result) {}
 
     bool comparePair(const std::string& label, const std::string& modeName,
@@ -116,8 +119,8 @@ bool ColourDiff::comparePair(const std::string& label, const std::string& modeNa
                              const std::vector<HuevaneSentLut>& b, HuevaneJson item) {
     HuevanePipeline pa, pb;
     std::vector<HuevaneFinding> problems;
-    const bool modelled = buildPipeline(mPanel, a, &pa, &problems) &&
-                          buildPipeline(mPanel, b, &pb, &problems);
+    const bool modelled =
+            buildPipeline(mPanel, a, &pa, &problems) && buildPipeline(mPanel, b, &pb, &problems);
     mProblems.report(problems);
     std::string targetName;
     const HuevaneColourSpace* target = getTarget(modeName, &targetName);
@@ -133,8 +136,8 @@ bool ColourDiff::comparePair(const std::string& label, const std::string& modeNa
     const HuevaneWhitePoint wa = getPredictedWhite(mPanel, pa), wb = getPredictedWhite(mPanel, pb);
     const double shift = getChromaticityDistance(wa.xy, wb.xy);
     mResult.text += "colour  " + label + ": ΔE2000 A to B " + statsText(stats) + " (patches of " +
-                    targetName + "); white " + whiteText(wa) + " -> " + whiteText(wb) +
-                    ", moved " + number("%.4f", shift) + " in u'v'\n";
+                    targetName + "); white " + whiteText(wa) + " -> " + whiteText(wb) + ", moved " +
+                    number("%.4f", shift) + " in u'v'\n";
     item["target"] = targetName;
     item["delta_e"] = statsJson(stats);
     item["white_a"] = whiteJson(wa);

@@ -46,10 +46,9 @@ std::string gridLines() {
     std::string svg;
     for (int k = 0; k <= 8; k++) {
         const double x = LEFT + k * 0.1 * SCALE;
-        svg += "<line class='grid' x1='" + px(x) + "' y1='" + px(TOP) + "' x2='" + px(x) +
-               "' y2='" + px(TOP + HEIGHT) + "'/><text x='" + px(x) + "' y='" +
-               px(TOP + HEIGHT + 14) + "' text-anchor='middle'>" + fixed(k * 0.1, "%.1f") +
-               "</text>\n";
+        svg += "<line class='grid' x1='" + px(x) + "' y1='" + px(TOP) + "' x2='" + px(x) + "' y2='" +
+               px(TOP + HEIGHT) + "'/><text x='" + px(x) + "' y='" + px(TOP + HEIGHT + 14) +
+               "' text-anchor='middle'>" + fixed(k * 0.1, "%.1f") + "</text>\n";
     }
     for (int k = 0; k <= 9; k++) {
         const double y = TOP + HEIGHT - k * 0.1 * SCALE;
@@ -75,8 +74,8 @@ std::string legend() {
     return "<line class='target' x1='" + px(x) + "' y1='" + px(y) + "' x2='" + px(x + 24) +
            "' y2='" + px(y) + "'/><text x='" + px(x + 30) + "' y='" + px(y + 4) +
            "'>target</text>\n<line class='predicted' x1='" + px(x) + "' y1='" + px(y + 18) +
-           "' x2='" + px(x + 24) + "' y2='" + px(y + 18) + "'/><text x='" + px(x + 30) +
-           "' y='" + px(y + 22) + "'>predicted</text>\n";
+           "' x2='" + px(x + 24) + "' y2='" + px(y + 18) + "'/><text x='" + px(x + 30) + "' y='" +
+           px(y + 22) + "'>predicted</text>\n";
 }
 
 std::string hex(double channel) {
@@ -87,8 +86,7 @@ std::string hex(double channel) {
 }
 
 std::string swatch(const HuevaneLab& lab) {
-    return "<td class='swatch' style='background:" + getSwatchColour(getPcsFromLab(lab)) +
-           "'></td>";
+    return "<td class='swatch' style='background:" + getSwatchColour(getPcsFromLab(lab)) + "'></td>";
 }
 
 std::string patchTable(const HuevaneAccuracy& accuracy) {
@@ -154,8 +152,8 @@ namespace {
 // One pair's section, or why it has none.
 std::string getPairSection(huevane::HuevaneInspection& inspection, const HuevanePanel& panel,
                            const huevane::HuevaneStoredPair& pair, const std::string& targetName,
-                           const HuevaneColourSpace& target, const HuevaneReportColourRequest& request,
-                           HuevaneReportColour* colour) {
+                           const HuevaneColourSpace& target,
+                           const HuevaneReportColourRequest& request, HuevaneReportColour* colour) {
     const huevane::HuevaneInspectedParcel parcel =
             inspection.getPairParcel(pair.mode.modeId, pair.intent.intentId);
     HuevanePipeline pipeline;
@@ -169,7 +167,8 @@ std::string getPairSection(huevane::HuevaneInspection& inspection, const Huevane
                            escapeMarkup(parcel.built ? "its LUTs do not match the description"
                                                      : "the engine built no parcel") +
                            "</p>\n";
-        for (const std::string& note : notes) html += "<p class='error'>" + escapeMarkup(note) + "</p>\n";
+        for (const std::string& note : notes)
+            html += "<p class='error'>" + escapeMarkup(note) + "</p>\n";
         return html;
     }
     const HuevaneAccuracy accuracy = getAccuracy(panel, pipeline, target);
@@ -197,9 +196,10 @@ bool getReportColour(const HuevaneReportColourRequest& request, HuevaneDiagnosti
                                                          : "";
         const auto key = std::make_pair(pair.mode.modeId, pair.intent.intentId);
         if (name.empty()) {
-            colour->sections[key] = "<h3>Colour on the panel</h3>\n<p class='note'>No target: the "
-                                    "panel description names none for mode " +
-                                    escapeMarkup(pair.mode.modeName) + ".</p>\n";
+            colour->sections[key] =
+                    "<h3>Colour on the panel</h3>\n<p class='note'>No target: the "
+                    "panel description names none for mode " +
+                    escapeMarkup(pair.mode.modeName) + ".</p>\n";
             continue;
         }
         std::unique_ptr<HuevaneColourSpace>& target = targets[name];

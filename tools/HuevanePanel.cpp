@@ -129,9 +129,8 @@ void DescriptionReader::readOrder(const HuevaneJson& order) {
     }
     for (size_t k = 0; k < order.size(); k++) {
         const std::string key = "order[" + std::to_string(k) + "]";
-        const uint32_t id = order[k].is_string()
-                                    ? huevane::getNodeId(order[k].get<std::string>().c_str())
-                                    : 0;
+        const uint32_t id =
+                order[k].is_string() ? huevane::getNodeId(order[k].get<std::string>().c_str()) : 0;
         if (id == 0) {
             problem(key, order[k].dump() + " is not a LUT node name");
         } else if (std::find(mPanel.order.begin(), mPanel.order.end(), id) != mPanel.order.end()) {
@@ -160,7 +159,8 @@ void DescriptionReader::readCurve(const std::string& key, const HuevaneJson& cur
         getInteger(curve["output_bits"], key + ".output_bits", 1, MAX_OUTPUT_BITS, &value)) {
         layout->outputBits = static_cast<int>(value);
     }
-    if (curve.contains("channels") && getInteger(curve["channels"], key + ".channels", 1, 3, &value)) {
+    if (curve.contains("channels") &&
+        getInteger(curve["channels"], key + ".channels", 1, 3, &value)) {
         if (value == 2) problem(key + ".channels", "must be 1 (one curve) or 3 (one per channel)");
         layout->channels = static_cast<int>(value);
     }
@@ -176,8 +176,9 @@ void DescriptionReader::readCurve(const std::string& key, const HuevaneJson& cur
     }
     const std::string arrangement = curve.value("layout", std::string());
     if (layout->channels == 3 && arrangement != "planar" && arrangement != "interleaved") {
-        problem(key + ".layout", "3 channels need \"planar\" (all red, then green, then blue) or "
-                                 "\"interleaved\" (r,g,b,r,g,b,...)");
+        problem(key + ".layout",
+                "3 channels need \"planar\" (all red, then green, then blue) or "
+                "\"interleaved\" (r,g,b,r,g,b,...)");
     } else if (layout->channels == 1 && curve.contains("layout")) {
         problem(key + ".layout", "only for curves with 3 channels");
     }
@@ -200,8 +201,9 @@ void DescriptionReader::readCurves(const HuevaneJson& curves) {
         if (id == 0) {
             problem(key, "not a LUT node name");
         } else if (huevane::isMatrixNode(id)) {
-            problem(key, "a matrix node needs no description: its text is the library's matrix "
-                         "text");
+            problem(key,
+                    "a matrix node needs no description: its text is the library's matrix "
+                    "text");
         } else if (std::find(mPanel.order.begin(), mPanel.order.end(), id) == mPanel.order.end()) {
             problem(key, item.key() + " is not in order");
         } else {
@@ -256,8 +258,8 @@ void DescriptionReader::readPrimaries(const HuevaneJson& response) {
         problem("response.primaries", "the three primaries make no triangle");
         return;
     }
-    mPanel.response = HuevaneColourSpace::fromPrimaries(
-            mPanel.name.empty() ? "panel" : mPanel.name, rgb, white, transfer);
+    mPanel.response = HuevaneColourSpace::fromPrimaries(mPanel.name.empty() ? "panel" : mPanel.name,
+                                                        rgb, white, transfer);
     mPanel.responseFromPrimaries = true;
     mPanel.responseText = "primaries, white point and transfer curve";
     if (!mPanel.response) problem("response", "lcms2 cannot make a colour space of it");
@@ -267,8 +269,9 @@ void DescriptionReader::readResponse(const HuevaneJson& response) {
     if (!checkKeys(response, "response", {"profile", "primaries", "white", "transfer"})) return;
     const bool profile = response.contains("profile");
     if (profile == response.contains("primaries")) {
-        problem("response", "give either \"profile\" (an ICC display profile) or \"primaries\", "
-                            "\"white\" and \"transfer\"");
+        problem("response",
+                "give either \"profile\" (an ICC display profile) or \"primaries\", "
+                "\"white\" and \"transfer\"");
         return;
     }
     if (!profile) {
@@ -367,12 +370,12 @@ bool readCurveStage(const HuevaneSentLut& sent, const HuevaneCurveLayout& layout
         return false;
     }
     if (values.size() != expected) {
-        problems->push_back(makeProblem(
-                sent, HuevaneSeverity::ERROR,
-                "holds " + std::to_string(values.size()) + " values; the description says " +
-                        std::to_string(layout.entries) + " entries x " +
-                        std::to_string(layout.channels) + " channel" +
-                        (layout.channels == 1 ? "" : "s")));
+        problems->push_back(makeProblem(sent, HuevaneSeverity::ERROR,
+                                        "holds " + std::to_string(values.size()) +
+                                                " values; the description says " +
+                                                std::to_string(layout.entries) + " entries x " +
+                                                std::to_string(layout.channels) + " channel" +
+                                                (layout.channels == 1 ? "" : "s")));
         return false;
     }
     const double maximum = static_cast<double>(getCurveMaximum(layout));
@@ -390,8 +393,9 @@ bool readCurveStage(const HuevaneSentLut& sent, const HuevaneCurveLayout& layout
         const int source = layout.channels == 1 ? 0 : c;
         for (size_t k = 0; k < layout.entries; k++) {
             const size_t index = layout.channels == 1 ? k
-                                 : layout.interleaved ? 3 * k + static_cast<size_t>(source)
-                                                      : static_cast<size_t>(source) * layout.entries + k;
+                                 : layout.interleaved
+                                         ? 3 * k + static_cast<size_t>(source)
+                                         : static_cast<size_t>(source) * layout.entries + k;
             curve.push_back(values[index] / maximum);
         }
     }
@@ -436,9 +440,9 @@ bool readPanel(const std::string& path, bool needsOrder, HuevanePanel* panel,
     panel->path = path;
     const HuevaneToolFileRead file = readToolFile(path, MAX_DESCRIPTION_BYTES);
     if (!file.ok || file.truncated) {
-        diagnostics.error(path, 0,
-                          file.ok ? "larger than a panel description may be"
-                                  : "cannot read: " + file.error);
+        diagnostics.error(
+                path, 0,
+                file.ok ? "larger than a panel description may be" : "cannot read: " + file.error);
         return false;
     }
     const HuevaneJson root = HuevaneJson::parse(file.bytes, nullptr, false);

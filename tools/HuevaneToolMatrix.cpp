@@ -92,9 +92,9 @@ void writeText(const HuevanePanel& panel, const HuevaneColourSpace& target,
     std::string clipped;
     for (const Primary& p : primaries) {
         char line[160];
-        snprintf(line, sizeof(line), "  %-9s target x %.4f y %.4f  panel x %.4f y %.4f  ΔE2000 %.2f\n",
-                 p.name.c_str(), p.targetXy.x, p.targetXy.y, p.predictedXy.x, p.predictedXy.y,
-                 p.deltaE);
+        snprintf(line, sizeof(line),
+                 "  %-9s target x %.4f y %.4f  panel x %.4f y %.4f  ΔE2000 %.2f\n", p.name.c_str(),
+                 p.targetXy.x, p.targetXy.y, p.predictedXy.x, p.predictedXy.y, p.deltaE);
         out << line;
         const std::string clip = clipText(p);
         if (!clip.empty()) clipped += "  " + p.name + ": " + clip + "\n";
@@ -143,7 +143,8 @@ int runMatrix(HuevaneToolContext& context, const MatrixOptions& options) {
     }
     huevane::mat4 matrix;
     if (!getGamutMatrix(*panel.response, *target, &matrix)) {
-        context.diagnostics.error(options.panel, 0, "response: the panel's primaries have no inverse");
+        context.diagnostics.error(options.panel, 0,
+                                  "response: the panel's primaries have no inverse");
         return TOOL_FAILED;
     }
     const std::string text = huevane::getMatrixTextFromFloats(matrix.data(), matrix.size());

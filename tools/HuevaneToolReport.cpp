@@ -23,7 +23,7 @@ const char* const STYLE =
         "h2{border-top:2px solid #1565c0;padding-top:.5em;margin-top:2em}"
         ".error{color:#b71c1c}.warning{color:#e65100}.note{color:#555}"
         ".banner{background:#b71c1c;color:#fff;padding:.5em 1em;margin:.3em 0;font-weight:bold}"
-        "td.swatch{width:3em;border:1px solid #888}";
+        "td.swatch{width:3em;border:1px solid #888}td.n{white-space:nowrap}";
 
 std::string cell(const std::string& text, const char* tag = "td", const char* cls = nullptr) {
     std::string open = std::string("<") + tag + (cls ? std::string(" class='") + cls + "'" : "");

@@ -124,7 +124,8 @@ int runSimulate(HuevaneToolContext& context, const SimulateOptions& options) {
     }
     HuevanePipeline pipeline;
     std::vector<HuevaneFinding> problems;
-    const bool modelled = buildPipeline(panel, getSentLuts(inspection, parcel), &pipeline, &problems);
+    const bool modelled =
+            buildPipeline(panel, getSentLuts(inspection, parcel), &pipeline, &problems);
     for (const HuevaneFinding& problem : problems) context.diagnostics.report(problem);
     if (!modelled) return TOOL_FAILED;
     std::vector<Simulated> colours;

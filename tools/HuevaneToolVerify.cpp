@@ -69,28 +69,29 @@ void verifyPair(huevane::HuevaneInspection& inspection, const HuevanePanel& pane
     }
     HuevanePipeline pipeline;
     std::vector<HuevaneFinding> problems;
-    const bool modelled = buildPipeline(panel, getSentLuts(inspection, parcel), &pipeline, &problems);
+    const bool modelled =
+            buildPipeline(panel, getSentLuts(inspection, parcel), &pipeline, &problems);
     for (const HuevaneFinding& problem : problems) {
         diagnostics.report(problem);
-        if (problem.severity != HuevaneSeverity::ERROR) verdict->notModelled.push_back(problem.message);
+        if (problem.severity != HuevaneSeverity::ERROR)
+            verdict->notModelled.push_back(problem.message);
     }
     if (!modelled) return;
     verdict->verified = true;
     verdict->accuracy = getAccuracy(panel, pipeline, target);
 }
 
-void writeText(const std::vector<PairVerdict>& verdicts, const VerifyOptions& options,
-               bool gate, std::ostream& out) {
+void writeText(const std::vector<PairVerdict>& verdicts, const VerifyOptions& options, bool gate,
+               std::ostream& out) {
     size_t verified = 0, failed = 0;
     for (const PairVerdict& v : verdicts) {
         if (!v.verified) continue;
         verified++;
         failed += !v.passed;
         const HuevaneAccuracy& a = v.accuracy;
-        out << describePair(v.mode, v.intent) << "\n  target    " << v.target
-            << "\n  ΔE2000    " << statsText(a.stats) << " over " << a.patches.size()
-            << " patches\n  white     " << whiteText(a.white) << "\n  target    "
-            << whiteText(a.targetWhite) << "\n";
+        out << describePair(v.mode, v.intent) << "\n  target    " << v.target << ", white "
+            << whiteText(a.targetWhite) << "\n  ΔE2000    " << statsText(a.stats) << " over "
+            << a.patches.size() << " patches\n  white     " << whiteText(a.white) << "\n";
         for (const std::string& note : v.notModelled) out << "  warning   " << note << "\n";
         if (gate) {
             out << "  verdict   " << (v.passed ? "pass: " : "FAIL: ") << "max "
@@ -119,9 +120,12 @@ void writeJsonDocument(const std::vector<PairVerdict>& verdicts, const VerifyOpt
                        bool gate, bool passed, std::ostream& out) {
     HuevaneJson pairs = HuevaneJson::array();
     for (const PairVerdict& v : verdicts) {
-        HuevaneJson item = {{"mode_id", v.mode.modeId},     {"mode_name", v.mode.modeName},
-                            {"intent_id", v.intent.intentId}, {"intent_name", v.intent.intentName},
-                            {"target", v.target},            {"verified", v.verified}};
+        HuevaneJson item = {{"mode_id", v.mode.modeId},
+                            {"mode_name", v.mode.modeName},
+                            {"intent_id", v.intent.intentId},
+                            {"intent_name", v.intent.intentName},
+                            {"target", v.target},
+                            {"verified", v.verified}};
         if (v.verified) {
             item["delta_e"] = statsJson(v.accuracy.stats);
             item["white"] = whiteJson(v.accuracy.white);
@@ -229,10 +233,9 @@ HuevaneToolRun setupVerifyCommand(CLI::App& command) {
                        std::string("target of every pair: ") + HuevaneColourSpace::getKnownNames() +
                                ", or an RGB ICC profile")
             ->type_name("T");
-    options->failOption =
-            command.add_option("--fail-above", options->failAbove,
-                               "exit 1 when a pair's CIEDE2000 maximum is above DE")
-                    ->type_name("DE")
-                    ->check(CLI::Range(0.0, 1000.0));
+    options->failOption = command.add_option("--fail-above", options->failAbove,
+                                             "exit 1 when a pair's CIEDE2000 maximum is above DE")
+                                  ->type_name("DE")
+                                  ->check(CLI::Range(0.0, 1000.0));
     return [options](HuevaneToolContext& context) { return runVerify(context, *options); };
 }

@@ -63,8 +63,8 @@ bool haveDebianProfiles() {
            access((ICC + "sRGB.icc").c_str(), R_OK) == 0;
 }
 
-#define REQUIRE_DEBIAN_PROFILES()                                                    \
-    if (!haveDebianProfiles())                                                       \
+#define REQUIRE_DEBIAN_PROFILES()                                                     \
+    if (!haveDebianProfiles())                                                        \
     GTEST_SKIP() << "colord-data and icc-profiles-free are not installed (make deps " \
                     "installs them)"
 
@@ -77,11 +77,10 @@ struct SpacePrimaries {
 
 // ITU-R BT.709 (sRGB), SMPTE EG 432-1 (Display P3), ITU-R BT.2020; all with the D65 white.
 TEST(ColourSpaces, PrimariesAndWhiteArePublished) {
-    for (const SpacePrimaries& s : {SpacePrimaries{"srgb", 0.64, 0.33, 0.30, 0.60, 0.15, 0.06},
-                                    SpacePrimaries{"display-p3", 0.68, 0.32, 0.265, 0.69, 0.15,
-                                                   0.06},
-                                    SpacePrimaries{"bt2020", 0.708, 0.292, 0.17, 0.797, 0.131,
-                                                   0.046}}) {
+    for (const SpacePrimaries& s :
+         {SpacePrimaries{"srgb", 0.64, 0.33, 0.30, 0.60, 0.15, 0.06},
+          SpacePrimaries{"display-p3", 0.68, 0.32, 0.265, 0.69, 0.15, 0.06},
+          SpacePrimaries{"bt2020", 0.708, 0.292, 0.17, 0.797, 0.131, 0.046}}) {
         auto space = HuevaneColourSpace::fromName(s.name);
         ASSERT_NE(space, nullptr) << s.name;
         const double expected[3][2] = {{s.rx, s.ry}, {s.gx, s.gy}, {s.bx, s.by}};
@@ -106,8 +105,8 @@ TEST(ColourSpaces, PrimariesAndWhiteArePublished) {
 // Bradford, D65 to D50, with the whites it is usually published for.
 TEST(ColourMaths, BradfordMatrixIsPublished) {
     const HuevaneMatrix3 m = getBradfordMatrix({0.95047, 1, 1.08883}, {0.96422, 1, 0.82521});
-    const HuevaneMatrix3 published = {1.0478112, 0.0228866,  -0.0501270, 0.0295424, 0.9904844,
-                                      -0.0170491, -0.0092345, 0.0150436, 0.7521316};
+    const HuevaneMatrix3 published = {1.0478112,  0.0228866,  -0.0501270, 0.0295424, 0.9904844,
+                                      -0.0170491, -0.0092345, 0.0150436,  0.7521316};
     for (int k = 0; k < 9; k++) EXPECT_NEAR(m[k], published[k], 5e-6) << "element " << k;
 }
 
@@ -156,7 +155,8 @@ TEST(ColourMaths, Ciede2000MatchesThePublishedTestData) {
             {{2.0776, 0.0795, -1.1350}, {0.9033, -0.0636, -0.5514}, 0.9082},
     };
     for (size_t k = 0; k < sizeof(pairs) / sizeof(pairs[0]); k++) {
-        EXPECT_NEAR(getDeltaE2000(pairs[k].a, pairs[k].b), pairs[k].deltaE, 5e-5) << "pair " << k + 1;
+        EXPECT_NEAR(getDeltaE2000(pairs[k].a, pairs[k].b), pairs[k].deltaE, 5e-5)
+                << "pair " << k + 1;
     }
 }
 
@@ -175,8 +175,11 @@ TEST(ColourMaths, ObserverLocusAndTemperatureArePublished) {
     const struct {
         size_t row;
         double x, y;
-    } locus[] = {{0, 0.1741, 0.0050}, {24, 0.0082, 0.5384}, {28, 0.0743, 0.8338},
-                 {44, 0.6270, 0.3725}, {64, 0.7347, 0.2653}};
+    } locus[] = {{0, 0.1741, 0.0050},
+                 {24, 0.0082, 0.5384},
+                 {28, 0.0743, 0.8338},
+                 {44, 0.6270, 0.3725},
+                 {64, 0.7347, 0.2653}};
     for (const auto& point : locus) {
         const HuevaneObserverRow& row = CIE1931_2DEG[point.row];
         const HuevaneXy xy = getChromaticity({row.x, row.y, row.z});
@@ -195,17 +198,18 @@ TEST(ColourMaths, ObserverLocusAndTemperatureArePublished) {
 // table: neutral patches agree closely, coloured ones within a few units.
 TEST(ColourMaths, ColorCheckerAgreesWithItsPublishedSrgb) {
     const int published[24][3] = {
-            {115, 82, 68},   {194, 150, 130}, {98, 122, 157},  {87, 108, 67},  {133, 128, 177},
-            {103, 189, 170}, {214, 126, 44},  {80, 91, 166},   {193, 90, 99},  {94, 60, 108},
-            {157, 188, 64},  {224, 163, 46},  {56, 61, 150},   {70, 148, 73},  {175, 54, 60},
-            {231, 199, 31},  {187, 86, 149},  {8, 133, 161},   {243, 243, 242}, {200, 200, 200},
-            {160, 160, 160}, {122, 122, 121}, {85, 85, 85},    {52, 52, 52}};
+            {115, 82, 68},   {194, 150, 130}, {98, 122, 157}, {87, 108, 67},   {133, 128, 177},
+            {103, 189, 170}, {214, 126, 44},  {80, 91, 166},  {193, 90, 99},   {94, 60, 108},
+            {157, 188, 64},  {224, 163, 46},  {56, 61, 150},  {70, 148, 73},   {175, 54, 60},
+            {231, 199, 31},  {187, 86, 149},  {8, 133, 161},  {243, 243, 242}, {200, 200, 200},
+            {160, 160, 160}, {122, 122, 121}, {85, 85, 85},   {52, 52, 52}};
     auto srgb = HuevaneColourSpace::fromName("srgb");
     for (size_t k = 0; k < COLORCHECKER_PATCHES; k++) {
         const HuevaneChartPatch& patch = COLORCHECKER_CLASSIC_D50[k];
         const HuevaneRgb signal = {published[k][0] / 255.0, published[k][1] / 255.0,
                                    published[k][2] / 255.0};
-        const double deltaE = getDeltaE2000(getLab(srgb->toPcs(signal)), {patch.L, patch.a, patch.b});
+        const double deltaE =
+                getDeltaE2000(getLab(srgb->toPcs(signal)), {patch.L, patch.a, patch.b});
         EXPECT_LT(deltaE, k >= 18 ? 1.5 : 4.5) << patch.name;
     }
 }
@@ -223,7 +227,8 @@ HuevaneStage matrixStage(const std::string& text) {
 // Element 4c + r is row r of column c, and out = M (r, g, b, 1): element 4 takes green into red,
 // element 12 is red's offset.
 TEST(PanelModel, MatrixReadsColumnMajorWithOffsetsInTheLastColumn) {
-    const HuevaneStage stage = matrixStage("1,65536,0,0,0,32768,65536,0,0,0,0,65536,0,6554,0,0,65536");
+    const HuevaneStage stage =
+            matrixStage("1,65536,0,0,0,32768,65536,0,0,0,0,65536,0,6554,0,0,65536");
     const HuevaneRgb out = stage.apply({0, 1, 0});
     EXPECT_NEAR(out[0], 0.5 + 0.1, 1e-4);
     EXPECT_NEAR(out[1], 1, 1e-6);
@@ -261,7 +266,8 @@ TEST(PanelModel, CurveLayoutsAndInterpolation) {
         HuevaneCurveLayout layout = c.layout;
         layout.outputBits = 10;
         std::string text;
-        for (double v : c.values) text += (text.empty() ? "" : ",") + std::to_string(int(v * 1023 + 0.5));
+        for (double v : c.values)
+            text += (text.empty() ? "" : ",") + std::to_string(int(v * 1023 + 0.5));
         HuevanePanel panel;
         panel.order = {4};
         panel.curves[4] = layout;
@@ -294,13 +300,17 @@ TEST(PanelModel, WhatCannotBeModelledIsSaid) {
         bool modelled;
         std::string problem;
     } cases[] = {
-            {{lut(4, 1, "0,1,2")}, false, "degamma (node 4) attr 1,0,0,0: holds 3 values; the "
-                                          "description says 4 entries x 1 channel"},
+            {{lut(4, 1, "0,1,2")},
+             false,
+             "degamma (node 4) attr 1,0,0,0: holds 3 values; the "
+             "description says 4 entries x 1 channel"},
             {{lut(4, 1, "0,1,2,256")}, false, "value 256 at index 3 is beyond 8 output bits"},
             {{lut(4, 1, "0,1,x,3")}, false, "its text is not a list of whole numbers"},
             {{lut(11, 0, "1,2,3")}, false, "does not read as a matrix text"},
-            {{lut(8, 1, "0,1,2")}, true, "hsc (node 8) attr 1,0,0,0: not modelled: the panel "
-                                         "description does not place this node"},
+            {{lut(8, 1, "0,1,2")},
+             true,
+             "hsc (node 8) attr 1,0,0,0: not modelled: the panel "
+             "description does not place this node"},
             {{lut(4, 1, "0,1,2,3"), lut(4, 2, "0,1,2,3")},
              true,
              "attr 1,0,0,0: not modelled: the parcel carries a later degamma entry"},
@@ -353,7 +363,8 @@ Matrix rgbToXyz(const std::array<double, 8>& p) {
     const auto white = xyzOf(p[6], p[7]);
     const Matrix inv = inverse(primaries);
     for (int c = 0; c < 3; c++) {
-        const double scale = inv[3 * c] * white[0] + inv[3 * c + 1] * white[1] + inv[3 * c + 2] * white[2];
+        const double scale =
+                inv[3 * c] * white[0] + inv[3 * c + 1] * white[1] + inv[3 * c + 2] * white[2];
         for (int r = 0; r < 3; r++) primaries[3 * r + c] *= scale;
     }
     return primaries;
@@ -384,8 +395,8 @@ struct ProfileCase {
 
 const std::array<double, 8> SRGB = {0.64, 0.33, 0.30, 0.60, 0.15, 0.06, 0.3127, 0.3290};
 const std::array<double, 8> ADOBE = {0.64, 0.33, 0.21, 0.71, 0.15, 0.06, 0.3127, 0.3290};
-const std::array<double, 8> PROPHOTO = {0.7347, 0.2653, 0.1596, 0.8404, 0.0366, 0.0001, 0.3457,
-                                        0.3585};
+const std::array<double, 8> PROPHOTO = {0.7347, 0.2653, 0.1596, 0.8404,
+                                        0.0366, 0.0001, 0.3457, 0.3585};
 
 // matrix on profiles the tests have no hand in: the gamut matrix computed here from the spaces'
 // published primaries with Bradford agrees with the tool's, element by element, and the tool
@@ -403,11 +414,10 @@ TEST(DebianProfiles, MatrixAgreesWithAnIndependentComputation) {
         const std::string target =
                 HuevaneColourSpace::fromName(c.target) ? c.target : ICC + c.target;
         const Json out = runJson({"matrix", "--panel", description, "--target", target});
-        const Matrix expected =
-                times(inverse(rgbToXyz(c.panelSpace)),
-                      times(bradford(c.targetSpace[6], c.targetSpace[7], c.panelSpace[6],
-                                     c.panelSpace[7]),
-                            rgbToXyz(c.targetSpace)));
+        const Matrix expected = times(
+                inverse(rgbToXyz(c.panelSpace)),
+                times(bradford(c.targetSpace[6], c.targetSpace[7], c.panelSpace[6], c.panelSpace[7]),
+                      rgbToXyz(c.targetSpace)));
         for (int r = 0; r < 3; r++) {
             for (int col = 0; col < 3; col++) {
                 EXPECT_NEAR(out["matrix"]["values"][4 * col + r].get<double>(),
@@ -436,15 +446,15 @@ TEST(DebianProfiles, NarrowerPanelsClipTheTargetAndSayWhere) {
     }
     const std::string srgb =
             scratch("srgb.json", "{\"response\": {\"profile\": \"" + ICC + "sRGB.icc\"}}");
-    const ToolRun run = runTool({"matrix", "--panel", srgb, "--target",
-                                 ICC + "compatibleWithAdobeRGB1998.icc"});
+    const ToolRun run =
+            runTool({"matrix", "--panel", srgb, "--target", ICC + "compatibleWithAdobeRGB1998.icc"});
     EXPECT_EQ(run.status, 0) << run.err;
     EXPECT_NE(run.out.find("the target is wider than the panel\n  red: panel red 1.3990 held to "
                            "1\n  green: panel red -0.3989 held to 0, panel blue -0.0430 held to 0"),
               std::string::npos)
             << run.out;
-    const Json clipped = runJson({"matrix", "--panel", srgb, "--target",
-                                  ICC + "compatibleWithAdobeRGB1998.icc"});
+    const Json clipped =
+            runJson({"matrix", "--panel", srgb, "--target", ICC + "compatibleWithAdobeRGB1998.icc"});
     EXPECT_GT(clipped["predicted"][1]["delta_e"].get<double>(), 5);
     EXPECT_LT(clipped["predicted"][3]["delta_e"].get<double>(), 0.5);  // white
 }
@@ -464,9 +474,9 @@ TEST(DebianProfiles, UnusableProfilesAreRefusedWithTheReason) {
             {ICC + "Gray.icc", "a GRAY profile, not RGB"},
             {ICC + "LCMSLABI.ICM", "a Lab profile, not RGB"},
             {ICC + "colord/Crayons.icc", "a Lab profile, not RGB"},
-            {scratch("truncated.icc", srgb.substr(0, 1000)),
-             "truncated: its header says " + std::to_string(srgb.size()) +
-                     " bytes, the file has 1000"},
+            {scratch("truncated.icc", srgb.substr(0, 1000)), "truncated: its header says " +
+                                                                     std::to_string(srgb.size()) +
+                                                                     " bytes, the file has 1000"},
             {scratch("header.icc", srgb.substr(0, 60)),
              "truncated: an ICC profile starts with a 128-byte header"},
             {scratch("printer.icc", printer), "describes a printer (output device class)"},
@@ -541,8 +551,8 @@ TEST(PanelDescription, ProblemsNameTheKey) {
         const std::string path = scratch("description.json", c.json);
         const ToolRun run = runTool({"matrix", "--panel", path, "--target", "srgb"});
         EXPECT_EQ(run.status, 1) << c.json;
-        EXPECT_NE(run.err.find(path + ": error: " + c.error), std::string::npos)
-                << c.json << "\n" << run.err;
+        EXPECT_NE(run.err.find(path + ": error: " + c.error), std::string::npos) << c.json << "\n"
+                                                                                 << run.err;
     }
     const ToolRun noOrder = runTool({"--root", DEVICE, "verify", "--panel",
                                      scratch("description.json", "{" + response + "}")});
@@ -554,8 +564,8 @@ TEST(PanelDescription, ProblemsNameTheKey) {
 // What the README states of the sample: its calibrated intents stay within 3.0, their curves
 // (not their matrices) being the rest of the error.
 TEST(SampleDevice, VerifiesWithinTheStatedMaximum) {
-    const Json out = runJson({"--root", DEVICE, "verify", "--panel", PANEL, "--intent", "0",
-                              "--fail-above", "3"});
+    const Json out = runJson(
+            {"--root", DEVICE, "verify", "--panel", PANEL, "--intent", "0", "--fail-above", "3"});
     ASSERT_EQ(out["pairs"].size(), 3u);
     EXPECT_FALSE(out["pairs"][0]["verified"].get<bool>());  // native names no target
     const struct {
@@ -573,8 +583,8 @@ TEST(SampleDevice, VerifiesWithinTheStatedMaximum) {
         EXPECT_NEAR(pair["white"]["cct"].get<double>(), 6550, 1);
         EXPECT_NEAR(pair["white"]["x"].get<double>(), 0.3120, 1e-4);
     }
-    const ToolRun strict = runTool({"--root", DEVICE, "verify", "--panel", PANEL, "--mode", "2",
-                                    "--fail-above", "2"});
+    const ToolRun strict = runTool(
+            {"--root", DEVICE, "verify", "--panel", PANEL, "--mode", "2", "--fail-above", "2"});
     EXPECT_EQ(strict.status, 1);
     EXPECT_NE(strict.err.find("mode 2 display_p3, intent 0 colorimetric: ΔE2000 maximum 2.97 "
                               "(black 2) is above --fail-above 2.00"),
@@ -594,9 +604,10 @@ TEST(SampleDevice, MatricesAreTheToolsOwn) {
     for (const auto& m : modes) {
         const ToolRun matrix = runTool({"matrix", "--panel", PANEL, "--target", m.target});
         ASSERT_EQ(matrix.status, 0) << matrix.err;
-        const std::string text = matrix.out.substr(matrix.out.rfind('\n', matrix.out.size() - 2) + 1);
-        const Json parcel = runJson({"--root", DEVICE, "parcel", "--mode", std::to_string(m.mode),
-                                     "--intent", "0"});
+        const std::string text =
+                matrix.out.substr(matrix.out.rfind('\n', matrix.out.size() - 2) + 1);
+        const Json parcel = runJson(
+                {"--root", DEVICE, "parcel", "--mode", std::to_string(m.mode), "--intent", "0"});
         bool found = false;
         for (const Json& entry : parcel["entries"]) {
             if (entry["node"] == m.node) found = entry["text"].get<std::string>() + "\n" == text;
@@ -626,8 +637,7 @@ TEST(SampleDevice, SimulateFollowsTheStagesInTheirOrder) {
 }
 
 TEST(SampleDevice, DiffSaysWhatAMatrixChangeDoesToTheColours) {
-    const std::string calibration =
-            DEVICE + "/vendor/etc/pvx/calib_data_colormode0_demo_panel.xml";
+    const std::string calibration = DEVICE + "/vendor/etc/pvx/calib_data_colormode0_demo_panel.xml";
     std::string warmer = readFile(calibration);
     const std::string from = "        53122, 2159, 1128, 0,";
     const size_t at = warmer.find(from);
@@ -645,8 +655,8 @@ TEST(SampleDevice, DiffSaysWhatAMatrixChangeDoesToTheColours) {
 }
 
 TEST(SampleDevice, ReportDrawsEveryPairAndBannersThoseAboveTheThreshold) {
-    const ToolRun run = runTool({"--root", DEVICE, "report", "--panel", PANEL, "--fail-above",
-                                 "2.5", "-o", "-"});
+    const ToolRun run = runTool(
+            {"--root", DEVICE, "report", "--panel", PANEL, "--fail-above", "2.5", "-o", "-"});
     ASSERT_EQ(run.status, 0) << run.err;
     size_t diagrams = 0;
     for (size_t at = run.out.find("class='xy'"); at != std::string::npos;
@@ -666,8 +676,8 @@ TEST(SampleDevice, ReportDrawsEveryPairAndBannersThoseAboveTheThreshold) {
 // the lcms2 that made it, colour for colour with any other.
 TEST(SampleDevice, ProfileIsReproducible) {
     const std::string made = ::testing::TempDir() + "huevane_colour_made.icc";
-    const ToolRun run = runTool({"profile", "--panel", SOURCE + "/examples/panel/demo_panel_measured.json",
-                                 "-o", made});
+    const ToolRun run = runTool({"profile", "--panel",
+                                 SOURCE + "/examples/panel/demo_panel_measured.json", "-o", made});
     ASSERT_EQ(run.status, 0) << run.err;
     const std::string committed = SOURCE + "/examples/panel/demo_panel.icc";
     if (readFile(made) == readFile(committed)) return;
