@@ -53,7 +53,7 @@ std::string lcmsReason() {
 
 cmsMAT3 toLcms(const HuevaneMatrix3& m) {
     cmsMAT3 out;
-    for (int r = 0; r < 3; r++) _cmsVEC3init(&out.v[r], m[3 * r], m[3 * r + 1], m[3 * r + 2]);
+    for (size_t r = 0; r < 3; r++) _cmsVEC3init(&out.v[r], m[3 * r], m[3 * r + 1], m[3 * r + 2]);
     return out;
 }
 

@@ -79,12 +79,13 @@ std::string number(const char* format, double value) {
 class ColourDiff {
   public:
     ColourDiff(const HuevaneColourDiffRequest& request, const HuevanePanel& panel,
-               HuevaneDiagnostics& diagnostics, HuevaneColourDiff* result)
+               HuevaneDiagnostics& diagnostics, HuevaneJson* json, std::string* text)
         : mRequest(request),
           mPanel(panel),
           mDiagnostics(diagnostics),
           mProblems(diagnostics),
-          mResult(*result) {}
+          mJson(*json),
+          mText(*text) {}
 
     bool comparePair(const std::string& label, const std::string& modeName,
                      const std::vector<HuevaneSentLut>& a, const std::vector<HuevaneSentLut>& b,
@@ -98,7 +99,8 @@ class ColourDiff {
     const HuevanePanel& mPanel;
     HuevaneDiagnostics& mDiagnostics;
     ProblemSink mProblems;
-    HuevaneColourDiff& mResult;
+    HuevaneJson& mJson;
+    std::string& mText;
     std::map<std::string, std::unique_ptr<HuevaneColourSpace>> mTargets;
     size_t mCompared = 0;
 };
@@ -135,15 +137,15 @@ bool ColourDiff::comparePair(const std::string& label, const std::string& modeNa
     const HuevaneDeltaStats stats = getDeltaStats(deltas, names);
     const HuevaneWhitePoint wa = getPredictedWhite(mPanel, pa), wb = getPredictedWhite(mPanel, pb);
     const double shift = getChromaticityDistance(wa.xy, wb.xy);
-    mResult.text += "colour  " + label + ": ΔE2000 A to B " + statsText(stats) + " (patches of " +
-                    targetName + "); white " + whiteText(wa) + " -> " + whiteText(wb) + ", moved " +
-                    number("%.4f", shift) + " in u'v'\n";
+    mText += "colour  " + label + ": ΔE2000 A to B " + statsText(stats) + " (patches of " +
+             targetName + "); white " + whiteText(wa) + " -> " + whiteText(wb) + ", moved " +
+             number("%.4f", shift) + " in u'v'\n";
     item["target"] = targetName;
     item["delta_e"] = statsJson(stats);
     item["white_a"] = whiteJson(wa);
     item["white_b"] = whiteJson(wb);
     item["white_shift_uv"] = shift;
-    mResult.json["pairs"].push_back(item);
+    mJson["pairs"].push_back(item);
     mCompared++;
     return true;
 }
@@ -166,14 +168,14 @@ void ColourDiff::compareCalibrations(Side& a, Side& b) {
                     getSentLuts(*a.inspection, pa), getSentLuts(*b.inspection, pb),
                     {{"mode_id", pair.mode.modeId}, {"intent_id", pair.intent.intentId}});
     }
-    mResult.text += "colour  " + std::to_string(mCompared) + " (mode, intent) pair" +
-                    (mCompared == 1 ? "" : "s") + " change what the panel shows\n";
+    mText += "colour  " + std::to_string(mCompared) + " (mode, intent) pair" +
+             (mCompared == 1 ? "" : "s") + " change what the panel shows\n";
 }
 
 }  // namespace
 
 bool diffColours(const HuevaneColourDiffRequest& request, HuevaneDiagnostics& diagnostics,
-                 HuevaneColourDiff* result) {
+                 HuevaneJson* json, std::string* text) {
     HuevanePanel panel;
     if (!readPanel(request.panel, true, &panel, diagnostics)) return false;
     Side a, b;
@@ -181,8 +183,8 @@ bool diffColours(const HuevaneColourDiffRequest& request, HuevaneDiagnostics& di
         !openSide(request, request.b, diagnostics, &b)) {
         return false;
     }
-    result->json = {{"panel", request.panel}, {"pairs", HuevaneJson::array()}};
-    ColourDiff diff(request, panel, diagnostics, result);
+    *json = {{"panel", request.panel}, {"pairs", HuevaneJson::array()}};
+    ColourDiff diff(request, panel, diagnostics, json, text);
     if (a.isParcel && b.isParcel) {
         return diff.comparePair("parcel", "", a.parcel, b.parcel, HuevaneJson::object());
     }

@@ -18,13 +18,9 @@ struct HuevaneColourDiffRequest {
     uint32_t display = 0;
 };
 
-struct HuevaneColourDiff {
-    HuevaneJson json;  // {panel, pairs: [...]}
-    std::string text;  // one line per pair, and a summary
-};
-
-// False when the panel or an input cannot be used; every reason has been reported.
+// `json`: {panel, pairs: [...]}; `text`: one line per pair, and a summary. False when the panel
+// or an input cannot be used; every reason has been reported.
 bool diffColours(const HuevaneColourDiffRequest& request, HuevaneDiagnostics& diagnostics,
-                 HuevaneColourDiff* result);
+                 HuevaneJson* json, std::string* text);
 
 #endif  // HUEVANE_TOOLS_HUEVANECOLOURDIFF_H

@@ -161,6 +161,7 @@ std::string getPairSection(huevane::HuevaneInspection& inspection, const Huevane
     std::vector<std::string> notes;
     const bool modelled = parcel.built && buildPipeline(panel, getSentLuts(inspection, parcel),
                                                         &pipeline, &problems);
+    notes.reserve(problems.size());
     for (const HuevaneFinding& problem : problems) notes.push_back(problem.message);
     if (!modelled) {
         std::string html = "<h3>Colour on the panel</h3>\n<p class='error'>Not predicted: " +

@@ -1,5 +1,7 @@
 #include "HuevanePanel.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
@@ -456,6 +458,11 @@ bool readPanel(const std::string& path, bool needsOrder, HuevanePanel* panel,
 std::unique_ptr<HuevaneColourSpace> openTarget(const std::string& target, std::string* error) {
     std::unique_ptr<HuevaneColourSpace> space = HuevaneColourSpace::fromName(target);
     if (space) return space;
+    if (access(target.c_str(), F_OK) != 0) {
+        *error = std::string("neither a target (") + HuevaneColourSpace::getKnownNames() +
+                 ") nor a file";
+        return nullptr;
+    }
     space = HuevaneColourSpace::fromProfile(target, true, error);
     if (space && !space->canEncode()) {
         *error = "has no tables from the connection space back to RGB, which a target needs";

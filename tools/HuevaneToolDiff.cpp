@@ -296,19 +296,20 @@ int runColourDiff(HuevaneToolContext& context, const DiffOptions& options) {
     std::ostringstream differences;
     const int status = runDiff(options.a, options.b, context.common.display, context.common.json,
                                differences, context.diagnostics);
-    HuevaneColourDiff colour;
+    HuevaneJson colour;
+    std::string text;
     if (status == TOOL_USAGE ||
         !diffColours({options.panel, options.target, options.a, options.b, context.common.display},
-                     context.diagnostics, &colour)) {
+                     context.diagnostics, &colour, &text)) {
         context.out << differences.str();
         return TOOL_USAGE;
     }
     if (!context.common.json) {
-        context.out << differences.str() << colour.text;
+        context.out << differences.str() << text;
         return status;
     }
     HuevaneJson document = HuevaneJson::parse(differences.str());
-    document["colour"] = colour.json;
+    document["colour"] = colour;
     writeJson(context.out, document);
     return status;
 }

@@ -153,6 +153,7 @@ int runMatrix(HuevaneToolContext& context, const MatrixOptions& options) {
     huevane::mat4 sent;
     huevane::getMatrixFromText(text, &enabled, &sent);
     std::vector<Primary> primaries;
+    primaries.reserve(4);
     static const HuevaneRgb SIGNALS[4] = {{1, 0, 0}, {0, 1, 0}, {0, 0, 1}, {1, 1, 1}};
     static const char* const NAMES[4] = {"red", "green", "blue", "white"};
     for (int k = 0; k < 4; k++) {

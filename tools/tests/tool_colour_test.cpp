@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <cmath>
 #include <cstdio>
 #include <fstream>
 #include <nlohmann/json.hpp>
@@ -48,7 +49,7 @@ Json runJson(const std::vector<std::string>& args, int status = 0) {
 }
 
 std::string scratch(const std::string& name, const std::string& content) {
-    const std::string path = ::testing::TempDir() + "huevane_colour_" + name;
+    std::string path = ::testing::TempDir() + "huevane_colour_" + name;
     std::ofstream(path, std::ios::binary) << content;
     return path;
 }
@@ -267,7 +268,7 @@ TEST(PanelModel, CurveLayoutsAndInterpolation) {
         layout.outputBits = 10;
         std::string text;
         for (double v : c.values)
-            text += (text.empty() ? "" : ",") + std::to_string(int(v * 1023 + 0.5));
+            text += (text.empty() ? "" : ",") + std::to_string(std::lround(v * 1023));
         HuevanePanel panel;
         panel.order = {4};
         panel.curves[4] = layout;
@@ -356,16 +357,16 @@ std::array<double, 3> xyzOf(double x, double y) {
 // Linear RGB to XYZ from chromaticities (SMPTE RP 177).
 Matrix rgbToXyz(const std::array<double, 8>& p) {
     Matrix primaries{};
-    for (int c = 0; c < 3; c++) {
+    for (size_t c = 0; c < 3; c++) {
         const auto xyz = xyzOf(p[2 * c], p[2 * c + 1]);
-        for (int r = 0; r < 3; r++) primaries[3 * r + c] = xyz[r];
+        for (size_t r = 0; r < 3; r++) primaries[3 * r + c] = xyz[r];
     }
     const auto white = xyzOf(p[6], p[7]);
     const Matrix inv = inverse(primaries);
-    for (int c = 0; c < 3; c++) {
+    for (size_t c = 0; c < 3; c++) {
         const double scale =
                 inv[3 * c] * white[0] + inv[3 * c + 1] * white[1] + inv[3 * c + 2] * white[2];
-        for (int r = 0; r < 3; r++) primaries[3 * r + c] *= scale;
+        for (size_t r = 0; r < 3; r++) primaries[3 * r + c] *= scale;
     }
     return primaries;
 }
@@ -375,9 +376,9 @@ Matrix bradford(double fromX, double fromY, double toX, double toY) {
     const Matrix cone = {0.8951, 0.2664, -0.1614, -0.7502, 1.7135, 0.0367, 0.0389, -0.0685, 1.0296};
     const auto from = xyzOf(fromX, fromY), to = xyzOf(toX, toY);
     Matrix scale{};
-    for (int r = 0; r < 3; r++) {
+    for (size_t r = 0; r < 3; r++) {
         double f = 0, t = 0;
-        for (int k = 0; k < 3; k++) {
+        for (size_t k = 0; k < 3; k++) {
             f += cone[3 * r + k] * from[k];
             t += cone[3 * r + k] * to[k];
         }
@@ -493,6 +494,11 @@ TEST(DebianProfiles, UnusableProfilesAreRefusedWithTheReason) {
                   std::string::npos)
                 << run.err;
     }
+    const ToolRun unknown = runTool({"matrix", "--panel", PANEL, "--target", "rec2100"});
+    EXPECT_NE(unknown.err.find("rec2100: error: neither a target (srgb, display-p3, bt2020) nor "
+                               "a file"),
+              std::string::npos)
+            << unknown.err;
     const ToolRun target = runTool({"matrix", "--panel", PANEL, "--target", ICC + "Gray.icc"});
     EXPECT_EQ(target.status, 1);
     EXPECT_NE(target.err.find(ICC + "Gray.icc: error: a GRAY profile, not RGB"), std::string::npos);
