@@ -44,13 +44,13 @@ std::string number(double value) {
 // Targets are opened once however many pairs name them.
 class TargetCache {
   public:
-    const HuevaneColourSpace* get(const std::string& spec, HuevaneDiagnostics& diagnostics) {
-        auto found = mSpaces.find(spec);
+    const HuevaneColourSpace* get(const std::string& target, HuevaneDiagnostics& diagnostics) {
+        auto found = mSpaces.find(target);
         if (found != mSpaces.end()) return found->second.get();
         std::string error;
-        std::unique_ptr<HuevaneColourSpace> space = openTarget(spec, &error);
-        if (!space) diagnostics.error(spec, 0, error);
-        return (mSpaces[spec] = std::move(space)).get();
+        std::unique_ptr<HuevaneColourSpace> space = openTarget(target, &error);
+        if (!space) diagnostics.error(target, 0, error);
+        return (mSpaces[target] = std::move(space)).get();
     }
 
   private:
