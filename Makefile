@@ -4,7 +4,9 @@ JOBS ?= $(shell nproc 2>/dev/null || echo 2)
 CMAKE_FLAGS ?=
 
 PACKAGES := cmake g++ make pkg-config libxml2-dev android-liblog-dev libgtest-dev libbenchmark-dev \
-    libcli11-dev nlohmann-json3-dev
+    libcli11-dev nlohmann-json3-dev liblcms2-dev $(TEST_DATA_PACKAGES)
+# ICC profiles the tool's tests read as panels and targets.
+TEST_DATA_PACKAGES := colord-data icc-profiles-free
 
 .PHONY: deps build test run clean sanitize tsan fuzz fuzz-smoke fuzz-build bench bench-build \
 	compare-today format format-check tidy
@@ -97,12 +99,13 @@ COMPARE_REQUESTS ?= 20000
 bench-build: deps
 	bench/build-today.sh $(TODAY_COMMIT) $(abspath $(BENCH_DIR))/today $(JOBS)
 	cmake -S . -B $(BENCH_DIR) -DHUEVANE_BUILD_BENCH=ON -DHUEVANE_BUILD_TESTS=OFF \
-	    -DHUEVANE_BUILD_TOOLS=OFF -DCMAKE_BUILD_TYPE=Release \
+	    -DHUEVANE_BUILD_TOOLS=ON -DCMAKE_BUILD_TYPE=Release \
 	    -DHUEVANE_BENCH_TODAY_DIR=$(abspath $(BENCH_DIR))/today
 	cmake --build $(BENCH_DIR) -j $(JOBS)
 
 bench: bench-build
 	$(BENCH_DIR)/bench/huevane_bench $(BENCH_FLAGS)
+	$(BENCH_DIR)/bench/huevane_tool_bench $(BENCH_FLAGS)
 
 compare-today: bench-build
 	$(BENCH_DIR)/bench/huevane_compare $(COMPARE_REQUESTS)

@@ -43,6 +43,14 @@ const HuevaneToolCommand COMMANDS[] = {
          Output::MARKUP},
         {"report", "one self-contained HTML page for a device's calibration", setupReportCommand,
          Output::MARKUP},
+        {"profile", "the ICC profile of a panel described by its primaries", setupProfileCommand,
+         Output::MARKUP},
+        {"matrix", "the gamut matrix from a target to the panel, as a matrix text",
+         setupMatrixCommand},
+        {"simulate", "what the panel shows for input colours under one request",
+         setupSimulateCommand},
+        {"verify", "predicted accuracy of each mode against its target, in CIEDE2000",
+         setupVerifyCommand},
 };
 
 const char* const DESCRIPTION =

@@ -71,5 +71,9 @@ HuevaneToolRun setupDiffCommand(CLI::App& command);
 HuevaneToolRun setupExplainCommand(CLI::App& command);
 HuevaneToolRun setupPlotCommand(CLI::App& command);
 HuevaneToolRun setupReportCommand(CLI::App& command);
+HuevaneToolRun setupProfileCommand(CLI::App& command);
+HuevaneToolRun setupMatrixCommand(CLI::App& command);
+HuevaneToolRun setupSimulateCommand(CLI::App& command);
+HuevaneToolRun setupVerifyCommand(CLI::App& command);
 
 #endif  // HUEVANE_TOOLS_HUEVANETOOLCOMMAND_H

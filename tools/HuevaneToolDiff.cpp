@@ -6,7 +6,9 @@
 #include <cstdio>
 #include <fstream>
 #include <memory>
+#include <sstream>
 
+#include "HuevaneColourDiff.h"
 #include "HuevaneDataLut.h"
 #include "HuevaneMatrixText.h"
 #include "HuevaneNodeTable.h"
@@ -286,7 +288,31 @@ bool loadParcel(const std::string& path, HuevaneDecodedParcel* parcel,
 
 struct DiffOptions {
     std::string a, b;
+    std::string panel, target;
 };
+
+// The diff, then what its differences do to the panel's colours, in one output.
+int runColourDiff(HuevaneToolContext& context, const DiffOptions& options) {
+    std::ostringstream differences;
+    const int status = runDiff(options.a, options.b, context.common.display, context.common.json,
+                               differences, context.diagnostics);
+    HuevaneJson colour;
+    std::string text;
+    if (status == TOOL_USAGE ||
+        !diffColours({options.panel, options.target, options.a, options.b, context.common.display},
+                     context.diagnostics, &colour, &text)) {
+        context.out << differences.str();
+        return TOOL_USAGE;
+    }
+    if (!context.common.json) {
+        context.out << differences.str() << text;
+        return status;
+    }
+    HuevaneJson document = HuevaneJson::parse(differences.str());
+    document["colour"] = colour;
+    writeJson(context.out, document);
+    return status;
+}
 
 }  // namespace
 
@@ -381,12 +407,22 @@ HuevaneToolRun setupDiffCommand(CLI::App& command) {
             "Compares two calibrations by meaning (two documents, or two device trees of\n"
             "--display): modes and intents added or removed, and per (mode, intent) the LUTs\n"
             "added, removed or changed, with both line numbers. Two parcels are compared entry\n"
-            "by entry. Exit status as diff's: 0 same, 1 different, 2 trouble.");
+            "by entry. With --panel, also what the differences do to the panel's colours: per\n"
+            "(mode, intent) whose parcel changed, CIEDE2000 between A's and B's predicted\n"
+            "colours over the patch set, and the white point's shift. Exit status as diff's:\n"
+            "0 same, 1 different, 2 trouble.");
     auto options = std::make_shared<DiffOptions>();
     command.add_option("A", options->a, "calibration document, device root or parcel")->required();
     command.add_option("B", options->b, "the same kind of input as A")->required();
+    command.add_option("--panel", options->panel,
+                       "panel description: also compare what A and B make the panel show")
+            ->type_name("FILE");
+    command.add_option("--target", options->target,
+                       "the patches' target with --panel (default: the mode's, else srgb)")
+            ->type_name("T");
     return [options](HuevaneToolContext& context) {
         HuevaneLibraryLogGuard quiet(context.common.logLevel);
+        if (!options->panel.empty()) return runColourDiff(context, *options);
         return runDiff(options->a, options->b, context.common.display, context.common.json,
                        context.out, context.diagnostics);
     };

@@ -2,7 +2,9 @@
 
 #include <CLI/CLI.hpp>
 #include <cstdio>
+#include <memory>
 #include <sstream>
+#include <utility>
 
 #include "HuevaneCalibrationLint.h"
 #include "HuevaneDataLut.h"
@@ -19,7 +21,9 @@ const char* const STYLE =
         "td,th{border:1px solid #bbb;padding:2px 8px;text-align:left}"
         "td.n{text-align:right;font-family:monospace}"
         "h2{border-top:2px solid #1565c0;padding-top:.5em;margin-top:2em}"
-        ".error{color:#b71c1c}.warning{color:#e65100}.note{color:#555}";
+        ".error{color:#b71c1c}.warning{color:#e65100}.note{color:#555}"
+        ".banner{background:#b71c1c;color:#fff;padding:.5em 1em;margin:.3em 0;font-weight:bold}"
+        "td.swatch{width:3em;border:1px solid #888}td.n{white-space:nowrap}";
 
 std::string cell(const std::string& text, const char* tag = "td", const char* cls = nullptr) {
     std::string open = std::string("<") + tag + (cls ? std::string(" class='") + cls + "'" : "");
@@ -84,7 +88,7 @@ std::string matrixTable(const HuevaneModelLut& lut, const huevane::mat4& m) {
     return html + "</table>\n";
 }
 
-std::string pairSection(const HuevaneModelPair& pair) {
+std::string pairSection(const HuevaneModelPair& pair, const HuevaneReportColour* colour) {
     std::string html = "<h2>mode " + std::to_string(pair.mode.modeId) + " " +
                        escapeMarkup(pair.mode.modeName) + ", intent " +
                        std::to_string(pair.intent.intentId) + " " +
@@ -103,6 +107,11 @@ std::string pairSection(const HuevaneModelPair& pair) {
             huevane::getMatrixFromText(lut.lut.second, &enabled, &matrix)) {
             html += matrixTable(lut, matrix);
         }
+    }
+    if (colour != nullptr) {
+        const auto section =
+                colour->sections.find(std::make_pair(pair.mode.modeId, pair.intent.intentId));
+        if (section != colour->sections.end()) html += section->second;
     }
     return html;
 }
@@ -123,17 +132,23 @@ std::string findingsSection(const std::vector<HuevaneFinding>& findings) {
 }  // namespace
 
 std::string reportHtml(const HuevaneCalibrationModel& model, const std::string& heading,
-                       const std::vector<HuevaneFinding>& findings) {
+                       const std::vector<HuevaneFinding>& findings,
+                       const HuevaneReportColour* colour) {
     std::string html =
             "<!DOCTYPE html>\n<html lang='en'>\n<head>\n<meta charset='utf-8'>\n<title>" +
             escapeMarkup(heading) + "</title>\n<style>" + STYLE +
             "</style>\n</head>\n<body>\n<h1>" + escapeMarkup(heading) + "</h1>\n";
+    if (colour != nullptr) {
+        for (const std::string& banner : colour->banners) {
+            html += "<div class='banner'>" + escapeMarkup(banner) + "</div>\n";
+        }
+    }
     html += "<p>Calibration " + escapeMarkup(model.document);
     for (const std::string& sub : model.subDocuments) {
         html += "<br>\nsub document " + escapeMarkup(sub);
     }
     html += "</p>\n<h2>Colour modes and render intents</h2>\n" + modesTable(model);
-    for (const HuevaneModelPair& pair : model.pairs) html += pairSection(pair);
+    for (const HuevaneModelPair& pair : model.pairs) html += pairSection(pair, colour);
     html += findingsSection(findings);
     return html + "</body>\n</html>\n";
 }
@@ -142,9 +157,30 @@ HuevaneToolRun setupReportCommand(CLI::App& command) {
     command.description(
             "Writes one self-contained HTML page (-o FILE.html) for the calibration of --display\n"
             "in the device tree of --root: the modes and intents, per pair its LUTs with their\n"
-            "curves and its matrices, and the lint findings. The page fetches nothing.");
-    return [](HuevaneToolContext& context) {
+            "curves and its matrices, and the lint findings. With --panel, per pair also a CIE\n"
+            "1931 xy diagram and the patch table against the mode's target, and a banner at the\n"
+            "top for every pair whose CIEDE2000 maximum is above --fail-above. The page fetches\n"
+            "nothing.");
+    auto request = std::make_shared<HuevaneReportColourRequest>();
+    command.add_option("--panel", request->panel, "panel description (JSON): add the colours")
+            ->type_name("FILE");
+    command.add_option("--target", request->target,
+                       "with --panel, every pair's target (default: the mode's in the description)")
+            ->type_name("T");
+    CLI::Option* gate = command.add_option("--fail-above", request->failAbove,
+                                           "with --panel, a banner for every pair whose "
+                                           "CIEDE2000 maximum is above DE")
+                                ->type_name("DE")
+                                ->check(CLI::Range(0.0, 1000.0));
+    return [request, gate](HuevaneToolContext& context) {
         HuevaneLibraryLogGuard quiet(context.common.logLevel);
+        HuevaneReportColour colour;
+        if (!request->panel.empty()) {
+            request->gate = gate->count() > 0;
+            request->root = context.common.root;
+            request->display = context.common.display;
+            if (!getReportColour(*request, context.diagnostics, &colour)) return TOOL_FAILED;
+        }
         HuevaneCalibrationModel model =
                 loadDeviceCalibration(context.common.root, context.common.display);
         if (!reportModelProblems(model, context.diagnostics)) return TOOL_FAILED;
@@ -154,7 +190,7 @@ HuevaneToolRun setupReportCommand(CLI::App& command) {
         lintCalibrationFile(model.document, lint);
         context.out << reportHtml(
                 model, "Calibration of display " + std::to_string(context.common.display),
-                lint.getFindings());
+                lint.getFindings(), request->panel.empty() ? nullptr : &colour);
         return TOOL_OK;
     };
 }

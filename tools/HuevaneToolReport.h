@@ -6,11 +6,14 @@
 #include <string>
 #include <vector>
 
+#include "HuevaneColourReport.h"
 #include "HuevaneToolCommand.h"
 #include "HuevaneToolModel.h"
 
-// `findings` are lint's. The page fetches nothing: no scripts, fonts, style sheets or images.
+// `findings` are lint's; `colour`, when given, what --panel adds. The page fetches nothing: no
+// scripts, fonts, style sheets or images.
 std::string reportHtml(const HuevaneCalibrationModel& model, const std::string& heading,
-                       const std::vector<HuevaneFinding>& findings);
+                       const std::vector<HuevaneFinding>& findings,
+                       const HuevaneReportColour* colour = nullptr);
 
 #endif  // HUEVANE_TOOLS_HUEVANETOOLREPORT_H

@@ -66,4 +66,15 @@ printf '\n$ huevane-tool decode %s | grep -E "^(parcel|result)"\n' "$parcel_file
 step "5. The calibration files pass lint (no output, exit status 0)"
 run lint "$device"/vendor/etc/pvx/calib_data_colormode0_demo_panel.xml \
     "$device"/vendor/etc/pvx/calib_data_colormode1.xml
+panel=examples/panel/demo_panel.json
+step "6. The panel: its description and ICC profile give the srgb mode's gamut matrix" \
+    "$panel states the hardware order of the colour nodes, how the curve texts encode" \
+    "their curves, and the panel's response (demo_panel.icc, made by 'profile')." \
+    "The last line is the matrix text the srgb mode's gamma_matrix carries."
+run matrix --panel "$panel" --target srgb
+
+step "7. verify: what the panel is predicted to show, against each mode's target" \
+    "The colorimetric intent (0) of every mode, in CIEDE2000 over the ColorChecker," \
+    "a grey ramp, primaries and secondaries; exit status 1 past --fail-above."
+run --root "$device" verify --panel "$panel" --intent 0 --fail-above 3
 printf '\nDone. See README.md for the commands and for loading the library from a compositor.\n'
