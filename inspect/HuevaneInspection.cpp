@@ -208,6 +208,14 @@ HuevaneInspectedParcel HuevaneInspection::update(const std::vector<HuevaneExtens
     return parcel;
 }
 
+std::vector<std::pair<std::string, uint32_t>> HuevaneInspection::getAttributeValues(
+        const std::string& text) {
+    HuevaneExtension entry;
+    entry.data = text.c_str();
+    entry.size = static_cast<uint32_t>(text.size());
+    return HuevaneImplExtension::getAttributeTexts(entry);
+}
+
 HuevaneInspectedParcel HuevaneInspection::getPairParcel(uint32_t mode, uint32_t intent) {
     reset();
     mEngine->setColorModeWithRenderIntent(mode, intent);

@@ -122,6 +122,10 @@ class HuevaneInspection {
     // new one would.
     void reset();
 
+    // How the extension source reads an attribute entry's text: each value with the text it was
+    // read from. Only the low 8 bits of the first four reach a header.
+    static std::vector<std::pair<std::string, uint32_t>> getAttributeValues(const std::string& text);
+
   private:
     explicit HuevaneInspection(std::string root);
     HuevaneLutOrigin getOrigin(int32_t sourceKind, int32_t index,

@@ -65,9 +65,12 @@ HuevaneDataLut HuevaneImplExtension::getEntryLut(size_t place, unsigned char id,
     return {huevane::getDataHeader(id, text, attr[0], attr[1], attr[2], attr[3]), std::move(text)};
 }
 
-std::vector<unsigned int> HuevaneImplExtension::getAttributes(HuevaneExtension& entry) {
-    std::vector<unsigned int> values;
-    if (entry.data == nullptr) return values;
+namespace {
+
+// Calls `use(begin, end)` for each value of an attribute entry's text, in order.
+template <typename Use>
+void forEachAttribute(const HuevaneExtension& entry, Use use) {
+    if (entry.data == nullptr) return;
     const char* begin = entry.data;
     const char* end = static_cast<const char*>(memchr(begin, '\0', entry.size));
     if (end == nullptr) end = begin + entry.size;
@@ -77,9 +80,27 @@ std::vector<unsigned int> HuevaneImplExtension::getAttributes(HuevaneExtension& 
         if (p == end) break;
         const char* valueEnd = p;
         while (valueEnd < end && *valueEnd != ' ') valueEnd++;
-        values.push_back(getAttributeValue(p, valueEnd));
+        use(p, valueEnd);
         p = valueEnd;
     }
+}
+
+}  // namespace
+
+std::vector<unsigned int> HuevaneImplExtension::getAttributes(HuevaneExtension& entry) {
+    std::vector<unsigned int> values;
+    forEachAttribute(entry, [&values](const char* begin, const char* end) {
+        values.push_back(getAttributeValue(begin, end));
+    });
+    return values;
+}
+
+std::vector<std::pair<std::string, unsigned int>> HuevaneImplExtension::getAttributeTexts(
+        const HuevaneExtension& entry) {
+    std::vector<std::pair<std::string, unsigned int>> values;
+    forEachAttribute(entry, [&values](const char* begin, const char* end) {
+        values.emplace_back(std::string(begin, end), getAttributeValue(begin, end));
+    });
     return values;
 }
 

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "HuevaneImplCallerSource.h"
@@ -20,6 +21,9 @@ class HuevaneImplExtension : public HuevaneImplCallerSource<HuevaneExtension> {
     int32_t setDataLuts(std::vector<HuevaneExtension> entries) override;
 
     static std::vector<unsigned int> getAttributes(HuevaneExtension& entry);
+    // The same values, each with the text it was read from (for inspection).
+    static std::vector<std::pair<std::string, unsigned int>> getAttributeTexts(
+            const HuevaneExtension& entry);
     // True for an entry that stages a LUT: a node id with a text.
     static bool isLutEntry(const HuevaneExtension& entry);
     void putDataLuts(unsigned char id, std::string text, std::vector<unsigned int> attributes);

@@ -73,6 +73,8 @@ class CalibrationLint {
     void lintLuts(const std::vector<huevane::HuevaneLutRecord>& luts);
     void lintMatrix(const std::string& where, long line, const std::string& node,
                     const std::string& text);
+    void lintValues(const std::string& where, long line, const std::string& node,
+                    const std::string& text);
     void lintParcelRoom();
     void lintModeIdentities();
     const HuevaneDocumentRecord* findDocument(const std::string& path) const;
@@ -224,15 +226,26 @@ void CalibrationLint::lintNumber(const Note& note) {
     const bool digits =
             huevane::parseDecimal(note.text.data(), note.text.data() + note.text.size(), &number);
     const std::string quoted = note.name + "='" + note.text + "'";
+    // An id is offered to the compositor as an unsigned 32-bit number; an attribute is cut to
+    // its byte below.
+    const bool id = !isAttribute(note.name);
+    const std::string read =
+            id ? std::to_string(note.value) : std::to_string(static_cast<int32_t>(note.value));
     if (note.value == VALUE_ABSENT && !(digits && number == -1)) {
         report(digits ? "number-range" : "number-invalid", where, note.place.line,
                HuevaneSeverity::ERROR,
                quoted + (digits ? " is outside the signed 32-bit range" : " is not a number") +
-                       ": it reads as absent (4294967295)");
+                       ": it reads as absent (4294967295)" +
+                       (id ? ", the number the compositor is offered" : ""));
     } else if (!isPlainDecimal(note.text)) {
         report("number-trailing", where, note.place.line, HuevaneSeverity::WARNING,
-               quoted + " reads as " + std::to_string(static_cast<int32_t>(note.value)) +
-                       ": the library ignores what follows the number");
+               quoted + " reads as " + read + ": the library ignores what follows the number");
+    } else if (id && number < 0) {
+        report("number-negative", where, note.place.line, HuevaneSeverity::WARNING,
+               quoted + " is offered to the compositor as " + read +
+                       (note.value == VALUE_ABSENT
+                                ? ", the number that also stands for an absent id"
+                                : ""));
     }
     const int32_t value = static_cast<int32_t>(note.value);
     if (isAttribute(note.name) && note.value != VALUE_ABSENT && (value < -1 || value > 255)) {
@@ -317,7 +330,16 @@ void CalibrationLint::lintLuts(const std::vector<huevane::HuevaneLutRecord>& lut
                            " bytes does not fit a parcel entry (at most " +
                            std::to_string(PVX_DATA_TEXT_MAX_SIZE) + "): the parcel is refused");
         }
-        if (huevane::isMatrixNode(lut.first.id)) lintMatrix(where, line, node, lut.second);
+        if (lut.second.empty()) {
+            report("text-empty", where, line, HuevaneSeverity::WARNING,
+                   "<" + node +
+                           "> has an empty text (an external entity reads as empty): the "
+                           "hardware receives an empty LUT");
+        } else if (huevane::isMatrixNode(lut.first.id)) {
+            lintMatrix(where, line, node, lut.second);
+        } else {
+            lintValues(where, line, node, lut.second);
+        }
         auto earlier = identities.emplace(huevane::getDataLutIdentity(lut.first), line);
         if (!earlier.second) {
             report("lut-replaced", where, line, HuevaneSeverity::WARNING,
@@ -326,6 +348,35 @@ void CalibrationLint::lintLuts(const std::vector<huevane::HuevaneLutRecord>& lut
                            ": only this one reaches the parcel");
             earlier.first->second = line;
         }
+    }
+}
+
+// A LUT text that is a list of numbers but for a few fields holds typing slips (a letter O for
+// a zero, a missing value), which the hardware receives as they are.
+void CalibrationLint::lintValues(const std::string& where, long line, const std::string& node,
+                                 const std::string& text) {
+    size_t numbers = 0;
+    std::vector<std::pair<size_t, std::string>> others;  // field index and text
+    const std::vector<std::string> fields = getLutFields(text);
+    for (size_t i = 0; i < fields.size(); i++) {
+        if (isPlainDecimal(fields[i])) {
+            numbers++;
+        } else {
+            others.emplace_back(i, fields[i]);
+        }
+    }
+    // A text of words is some other grammar, not a slip.
+    if (numbers == 0 || others.size() > numbers) return;
+    for (const auto& other : others) {
+        // The field's line: the node's, plus the line breaks of the text before the field.
+        size_t at = 0;
+        for (size_t field = 0; field < other.first; field++) at = text.find(',', at) + 1;
+        const long fieldLine =
+                line + static_cast<long>(std::count(text.begin(), text.begin() + at, '\n'));
+        report("lut-token", where, fieldLine, HuevaneSeverity::ERROR,
+               "<" + node + "> value at index " + std::to_string(other.first) + " is " +
+                       (other.second.empty() ? std::string("empty") : "'" + other.second + "'") +
+                       ", not a number: the hardware receives the text as written");
     }
 }
 

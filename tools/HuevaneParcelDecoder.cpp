@@ -102,9 +102,14 @@ void appendEntryText(size_t k, const HuevaneDecodedEntry& entry, bool fullText, 
 void appendText(const HuevaneDecodedParcel& parcel, bool fullText, std::string* out) {
     if (parcel.hasHeader) {
         const pvx_colormode_parcel_header& h = parcel.header;
-        *out += format("parcel      %lld bytes, seq_num %lld, %lld LUT",
-                       static_cast<long long>(parcel.size), h.seq_num, h.num_data);
-        *out += h.num_data == 1 ? "\n" : "s\n";
+        *out += format("parcel      total_size %lld, seq_num %lld, %lld LUT", h.total_size,
+                       h.seq_num, h.num_data);
+        *out += h.num_data == 1 ? "" : "s";
+        // A dump of a whole buffer, or a cut file, holds another number of bytes.
+        if (parcel.size != h.total_size) {
+            *out += format(", %lld bytes read", static_cast<long long>(parcel.size));
+        }
+        *out += "\n";
         *out += format("  header    magic 0x%02llX  total_size %lld  header_size %lld", h.magic,
                        h.total_size, h.header_size);
         *out += format("  num_data %lld  magic_word 0x%08llX\n", h.num_data, h.magic_word);

@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <cstdio>
 #include <fstream>
 #include <memory>
@@ -68,26 +69,20 @@ HuevaneDifference lutDifference(const char* kind, const HuevaneModelPair& pair,
     return d;
 }
 
-// The n-th LUT of `luts` with the identity of `h` (n counted from 0), or null.
+// The entry of `luts` with the identity of `h`, or null. A pair's parcel holds one entry per
+// identity: a LUT that replaced an earlier one of the same node and attributes is that entry.
 const HuevaneModelLut* findLut(const std::vector<HuevaneModelLut>& luts,
-                               const pvx_colormode_data_header& h, size_t n) {
+                               const pvx_colormode_data_header& h) {
     for (const HuevaneModelLut& lut : luts) {
-        if (sameIdentity(lut.lut.first, h) && n-- == 0) return &lut;
+        if (sameIdentity(lut.lut.first, h)) return &lut;
     }
     return nullptr;
 }
 
-size_t occurrence(const std::vector<HuevaneModelLut>& luts, size_t i) {
-    size_t n = 0;
-    for (size_t k = 0; k < i; k++) n += sameIdentity(luts[k].lut.first, luts[i].lut.first);
-    return n;
-}
-
 void diffPair(const HuevaneModelPair& pa, const HuevaneModelPair& pb,
               std::vector<HuevaneDifference>* out) {
-    for (size_t i = 0; i < pa.luts.size(); i++) {
-        const HuevaneModelLut& la = pa.luts[i];
-        const HuevaneModelLut* lb = findLut(pb.luts, la.lut.first, occurrence(pa.luts, i));
+    for (const HuevaneModelLut& la : pa.luts) {
+        const HuevaneModelLut* lb = findLut(pb.luts, la.lut.first);
         HuevaneDifference d = lutDifference(lb ? "lut_changed" : "lut_removed", pa, la.lut.first);
         d.a = la.place;
         if (lb != nullptr) {
@@ -99,79 +94,128 @@ void diffPair(const HuevaneModelPair& pa, const HuevaneModelPair& pb,
         }
         out->push_back(d);
     }
-    for (size_t i = 0; i < pb.luts.size(); i++) {
-        const HuevaneModelLut& lb = pb.luts[i];
-        if (findLut(pa.luts, lb.lut.first, occurrence(pb.luts, i)) != nullptr) continue;
+    for (const HuevaneModelLut& lb : pb.luts) {
+        if (findLut(pa.luts, lb.lut.first) != nullptr) continue;
         HuevaneDifference d = lutDifference("lut_added", pb, lb.lut.first);
         d.b = lb.place;
         out->push_back(d);
     }
 }
 
-const HuevaneMode* findMode(const std::vector<HuevaneMode>& modes, uint32_t id) {
-    for (const HuevaneMode& mode : modes) {
-        if (mode.modeId == id) return &mode;
-    }
-    return nullptr;
+std::string modeText(const HuevaneMode& mode) {
+    return mode.modeName + ", gamut " + std::to_string(mode.gamutId);
 }
 
-HuevaneDifference modeDifference(const char* kind, const HuevaneMode& mode) {
-    HuevaneDifference d;
-    d.kind = kind;
-    d.modeId = mode.modeId;
-    d.detail = mode.modeName + ", gamut " + std::to_string(mode.gamutId);
-    return d;
+// The entries of a list with this id, in list order.
+template <typename Entry, typename Id>
+std::vector<const Entry*> findAll(const std::vector<Entry>& list, Id id, uint32_t wanted) {
+    std::vector<const Entry*> found;
+    for (const Entry& entry : list) {
+        if (id(entry) == wanted) found.push_back(&entry);
+    }
+    return found;
+}
+
+// The ids of a list in order, each once.
+template <typename Entry, typename Id>
+std::vector<uint32_t> getOrder(const std::vector<Entry>& list, Id id) {
+    std::vector<uint32_t> order;
+    for (const Entry& entry : list) {
+        if (std::find(order.begin(), order.end(), id(entry)) == order.end())
+            order.push_back(id(entry));
+    }
+    return order;
+}
+
+std::string joinIds(const std::vector<uint32_t>& ids) {
+    std::string text;
+    for (uint32_t id : ids) text += (text.empty() ? "" : ", ") + std::to_string(id);
+    return text;
+}
+
+// Two lists as the compositor receives them: ids added, removed or renamed, an id offered twice,
+// and the order of the ids both offer. `describe` names an entry.
+template <typename Entry, typename Id, typename Describe>
+void diffList(const char* what, int64_t modeId, const std::vector<Entry>& a,
+              const std::vector<Entry>& b, Id id, Describe describe,
+              std::vector<HuevaneDifference>* out) {
+    auto difference = [&](const std::string& kind, uint32_t entryId, const std::string& detail) {
+        HuevaneDifference d;
+        d.kind = std::string(what) + "_" + kind;
+        d.modeId = modeId >= 0 ? modeId : entryId;
+        if (modeId >= 0) d.intentId = entryId;
+        d.detail = detail;
+        out->push_back(d);
+    };
+    auto describeAll = [&](const std::vector<const Entry*>& entries) {
+        std::string text;
+        for (const Entry* entry : entries) text += (text.empty() ? "" : " and ") + describe(*entry);
+        return text;
+    };
+    const std::vector<uint32_t> orderA = getOrder(a, id), orderB = getOrder(b, id);
+    for (uint32_t entryId : orderA) {
+        const auto inA = findAll(a, id, entryId), inB = findAll(b, id, entryId);
+        if (inB.empty()) {
+            difference("removed", entryId, describeAll(inA));
+        } else if (describeAll(inA) != describeAll(inB)) {
+            const bool twice = inB.size() > 1 && inA.size() < inB.size();
+            difference(twice ? "offered_twice" : "changed", entryId,
+                       describeAll(inA) + " -> " + describeAll(inB));
+        }
+    }
+    for (uint32_t entryId : orderB) {
+        if (findAll(a, id, entryId).empty()) {
+            difference("added", entryId, describeAll(findAll(b, id, entryId)));
+        }
+    }
+    std::vector<uint32_t> commonA, commonB;
+    for (uint32_t entryId : orderA) {
+        if (std::find(orderB.begin(), orderB.end(), entryId) != orderB.end())
+            commonA.push_back(entryId);
+    }
+    for (uint32_t entryId : orderB) {
+        if (std::find(orderA.begin(), orderA.end(), entryId) != orderA.end())
+            commonB.push_back(entryId);
+    }
+    if (commonA != commonB) {
+        HuevaneDifference d;
+        d.kind = std::string(what) + "_order";
+        d.modeId = modeId;
+        d.detail = joinIds(commonA) + " -> " + joinIds(commonB);
+        out->push_back(d);
+    }
 }
 
 void diffModes(const HuevaneCalibrationModel& a, const HuevaneCalibrationModel& b,
                std::vector<HuevaneDifference>* out) {
-    for (const HuevaneMode& ma : a.modes) {
-        const HuevaneMode* mb = findMode(b.modes, ma.modeId);
-        if (mb == nullptr) {
-            out->push_back(modeDifference("mode_removed", ma));
-        } else if (mb->modeName != ma.modeName || mb->gamutId != ma.gamutId) {
-            HuevaneDifference d = modeDifference("mode_changed", ma);
-            d.detail += " -> " + mb->modeName + ", gamut " + std::to_string(mb->gamutId);
-            out->push_back(d);
-        }
-    }
-    for (const HuevaneMode& mb : b.modes) {
-        if (findMode(a.modes, mb.modeId) == nullptr)
-            out->push_back(modeDifference("mode_added", mb));
-    }
+    diffList(
+            "mode", -1, a.modes, b.modes, [](const HuevaneMode& m) { return m.modeId; }, modeText,
+            out);
 }
 
-HuevaneDifference intentDifference(const char* kind, const HuevaneModelPair& pair) {
-    HuevaneDifference d;
-    d.kind = kind;
-    d.modeId = pair.mode.modeId;
-    d.intentId = pair.intent.intentId;
-    d.detail = pair.intent.intentName;
-    return d;
+const std::vector<DisplayRenderIntent>* findIntents(const HuevaneCalibrationModel& model,
+                                                    uint32_t modeId) {
+    for (const auto& entry : model.intents) {
+        if (entry.first == modeId) return &entry.second;
+    }
+    return nullptr;
 }
 
-// Pairs of a mode that both sides offer; pairs of an added or removed mode go with the mode.
+// The intents and the pairs of each mode both sides offer; an added or removed mode takes its
+// intents and pairs with it.
 void diffPairs(const HuevaneCalibrationModel& a, const HuevaneCalibrationModel& b,
                std::vector<HuevaneDifference>* out) {
-    for (const HuevaneModelPair& pa : a.pairs) {
-        if (findMode(b.modes, pa.mode.modeId) == nullptr) continue;
-        const HuevaneModelPair* pb = b.findPair(pa.mode.modeId, pa.intent.intentId);
-        if (pb == nullptr) {
-            out->push_back(intentDifference("intent_removed", pa));
-            continue;
-        }
-        if (pb->intent.intentName != pa.intent.intentName) {
-            HuevaneDifference d = intentDifference("intent_changed", pa);
-            d.detail += " -> " + pb->intent.intentName;
-            out->push_back(d);
-        }
-        diffPair(pa, *pb, out);
+    for (const auto& intentsA : a.intents) {
+        const std::vector<DisplayRenderIntent>* intentsB = findIntents(b, intentsA.first);
+        if (intentsB == nullptr) continue;
+        diffList(
+                "intent", intentsA.first, intentsA.second, *intentsB,
+                [](const DisplayRenderIntent& i) { return i.intentId; },
+                [](const DisplayRenderIntent& i) { return i.intentName; }, out);
     }
-    for (const HuevaneModelPair& pb : b.pairs) {
-        if (findMode(a.modes, pb.mode.modeId) != nullptr &&
-            a.findPair(pb.mode.modeId, pb.intent.intentId) == nullptr) {
-            out->push_back(intentDifference("intent_added", pb));
-        }
+    for (const HuevaneModelPair& pa : a.pairs) {
+        const HuevaneModelPair* pb = b.findPair(pa.mode.modeId, pa.intent.intentId);
+        if (pb != nullptr) diffPair(pa, *pb, out);
     }
 }
 

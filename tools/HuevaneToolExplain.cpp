@@ -40,6 +40,12 @@ std::string originText(const huevane::HuevaneInspection& inspection,
     return text;
 }
 
+std::string hexText(unsigned value) {
+    char text[16];
+    snprintf(text, sizeof(text), "0x%04X", value);
+    return text;
+}
+
 std::string attrText(const pvx_colormode_data_header& h) {
     char text[32];
     snprintf(text, sizeof(text), "%d,%d,%d,%d", h.attr0, h.attr1, h.attr2, h.attr3);
@@ -55,7 +61,12 @@ void writeText(const huevane::HuevaneInspection& inspection,
         const pvx_colormode_data_header& h = entry.sent.first;
         out << "LUT " << k << "       " << huevane::getNodeLabel(h.id) << " (node " << int(h.id)
             << ") attr " << attrText(h) << " at offset " << entry.offset << ", " << h.total_size
-            << " bytes\n";
+            << " bytes, crc " << hexText(h.crc) << "\n";
+        const pvx_colormode_data_header& stored = entry.stored.first;
+        if (stored.total_size != h.total_size || stored.crc != h.crc) {
+            out << "  stored    " << stored.total_size << " bytes, crc " << hexText(stored.crc)
+                << ": the text as written, before the stage rewrote it\n";
+        }
         if (entry.stage == 0) {
             out << "  from      " << originText(inspection, entry.origin) << "\n";
             continue;
@@ -110,6 +121,10 @@ void writeJsonDocument(const huevane::HuevaneInspection& inspection,
                             {"crc", h.crc},
                             {"from", originJson(inspection, entry.origin)},
                             {"combined", entry.stage != 0}};
+        const pvx_colormode_data_header& stored = entry.stored.first;
+        if (stored.total_size != h.total_size || stored.crc != h.crc) {
+            item["stored"] = {{"total_size", stored.total_size}, {"crc", stored.crc}};
+        }
         if (entry.stage != 0) {
             HuevaneJson factors = HuevaneJson::array();
             for (const HuevaneParcelEntry::Factor& factor : entry.factors) {
@@ -125,6 +140,49 @@ void writeJsonDocument(const huevane::HuevaneInspection& inspection,
     writeJson(out, {{"parcel_size", parcel.bytes.size()}, {"entries", entries}});
 }
 
+// Where a LUT came from, as a finding's file and line and a name for the rest.
+void getPlace(const huevane::HuevaneInspection& inspection, const HuevaneLutOrigin& origin,
+              std::string* file, long* line, std::string* name) {
+    if (origin.sourceKind == huevane::SOURCE_KIND_COLOR_MODE && !origin.place.document.empty()) {
+        *file = inspection.getHostPath(origin.place.document);
+        *line = origin.place.line;
+    }
+    *name = origin.sourceKind == huevane::SOURCE_KIND_COLOR_MODE
+                    ? ""
+                    : " (" + originText(inspection, origin) + ")";
+}
+
+// Matrix LUTs that reach the parcel as written because a stage could not read them, and matrix
+// LUTs a stage took without sending anything for them.
+void reportLeftOut(const huevane::HuevaneInspection& inspection,
+                   const huevane::HuevaneInspectedParcel& parcel, HuevaneDiagnostics& diagnostics) {
+    for (const HuevaneParcelEntry& entry : parcel.entries) {
+        if (entry.stage != 0 || !huevane::isMatrixNode(entry.sent.first.id)) continue;
+        bool enabled = false;
+        huevane::mat4 matrix;
+        const bool range = huevane::readMatrixText(entry.stored.second, &enabled, &matrix) ==
+                           huevane::MATRIX_TEXT_OUT_OF_RANGE;
+        std::string file, name;
+        long line = 0;
+        getPlace(inspection, entry.origin, &file, &line, &name);
+        diagnostics.warning(file, line,
+                            "<" + huevane::getNodeLabel(entry.sent.first.id) + ">" + name +
+                                    (range ? " has a value outside the signed 32-bit fixed-point "
+                                             "range"
+                                           : " does not read as a matrix text") +
+                                    ": it is sent as written and left out of the stage's product");
+    }
+    for (const HuevaneLutOrigin& origin : parcel.vanished) {
+        std::string file, name;
+        long line = 0;
+        getPlace(inspection, origin, &file, &line, &name);
+        diagnostics.note(
+                file, line,
+                "a disabled matrix" + name +
+                        " while no source holds one: the stage takes it and sends nothing");
+    }
+}
+
 int runExplain(HuevaneToolContext& context, const HuevaneToolRequestOptions& options) {
     HuevaneToolRequest request;
     if (!getToolRequest(context, options, &request)) return TOOL_USAGE;
@@ -136,9 +194,10 @@ int runExplain(HuevaneToolContext& context, const HuevaneToolRequestOptions& opt
     const huevane::HuevaneInspectedParcel parcel =
             device.getInspection().update(getExtensionEntries(request));
     if (!parcel.built) {
-        context.diagnostics.error("the engine could not build the parcel (--log-level 1 says why)");
+        reportRefusedParcel(parcel, context.diagnostics);
         return TOOL_FAILED;
     }
+    reportLeftOut(device.getInspection(), parcel, context.diagnostics);
     writeExplanation(device.getInspection(), parcel, context.common.json, context.out);
     return TOOL_OK;
 }

@@ -42,11 +42,18 @@ void writeLintJson(HuevaneToolContext& context, const LintOptions& options) {
 int runLint(HuevaneToolContext& context, const LintOptions& options) {
     HuevaneLibraryLogGuard quiet(context.common.logLevel);
     HuevaneDiagnostics& diagnostics = context.diagnostics;
-    diagnostics.setCollecting(context.common.json);
+    // With -o FILE the findings go to FILE with the summary, as one report.
+    const bool toFile = !context.common.output.empty() && context.common.output != "-";
+    diagnostics.setCollecting(context.common.json || toFile);
     for (const std::string& file : options.files) lintCalibrationFile(file, diagnostics);
     if (context.common.json) {
         writeLintJson(context, options);
     } else {
+        if (toFile) {
+            for (const HuevaneFinding& finding : diagnostics.getFindings()) {
+                context.out << HuevaneDiagnostics::format(finding) << "\n";
+            }
+        }
         context.out << getCountText(diagnostics.getErrorCount(), "error") << ", "
                     << getCountText(diagnostics.getWarningCount(), "warning") << ", "
                     << getCountText(diagnostics.getNoteCount(), "note") << " in "

@@ -31,6 +31,35 @@ HuevaneFinding makeFinding(HuevaneSeverity severity, const std::string& file, lo
     return finding;
 }
 
+std::string getHostPlace(const huevane::HuevaneInspection& inspection,
+                         const huevane::HuevanePlace& place) {
+    return place.document.empty() ? "" : inspection.getHostPath(place.document);
+}
+
+// A pair with the entries of the parcel the device gets for it alone.
+HuevaneModelPair getModelPair(huevane::HuevaneInspection& inspection,
+                              const huevane::HuevaneStoredPair& stored) {
+    HuevaneModelPair pair{stored.mode, stored.intent, {}};
+    const huevane::HuevaneInspectedParcel parcel =
+            inspection.getPairParcel(stored.mode.modeId, stored.intent.intentId);
+    pair.built = parcel.built;
+    if (!parcel.built) {
+        pair.neededSize = parcel.neededSize;
+        pair.limit = parcel.limit;
+        for (const huevane::HuevaneStoredLut& lut : stored.luts) {
+            pair.luts.push_back(
+                    {lut.lut, lut.lut, {getHostPlace(inspection, lut.place), lut.place.line}});
+        }
+        return pair;
+    }
+    for (const huevane::HuevaneParcelEntry& entry : parcel.entries) {
+        const huevane::HuevanePlace& place = entry.origin.place;
+        pair.luts.push_back(
+                {entry.sent, entry.stored, {getHostPlace(inspection, place), place.line}});
+    }
+    return pair;
+}
+
 // The model of an inspection; `missing` is the error when no candidate could be read and
 // nothing says why.
 HuevaneCalibrationModel getModel(huevane::HuevaneInspection& inspection,
@@ -65,13 +94,18 @@ HuevaneCalibrationModel getModel(huevane::HuevaneInspection& inspection,
         model.warnings.push_back(std::move(finding));
     }
     model.modes = inspection.getEngine().getColorModes();
-    model.pairs = inspection.getPairs();
-    for (HuevaneModelPair& pair : model.pairs) {
-        for (HuevaneModelLut& lut : pair.luts) {
-            if (!lut.place.document.empty()) {
-                lut.place.document = inspection.getHostPath(lut.place.document);
-            }
+    std::set<uint32_t> listed;
+    for (const HuevaneMode& mode : model.modes) {
+        if (listed.insert(mode.modeId).second) {
+            model.intents.emplace_back(mode.modeId,
+                                       inspection.getEngine().getRenderIntents(mode.modeId));
         }
+    }
+    std::set<std::pair<uint32_t, uint32_t>> paired;
+    for (const huevane::HuevaneStoredPair& stored : inspection.getPairs()) {
+        // A mode id listed twice shares one intent list: its pairs are one set.
+        if (!paired.insert({stored.mode.modeId, stored.intent.intentId}).second) continue;
+        model.pairs.push_back(getModelPair(inspection, stored));
     }
     return model;
 }

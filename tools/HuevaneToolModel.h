@@ -1,6 +1,6 @@
 // What diff, plot and report show of a calibration: the library's own account of it (modes,
-// intents and the data LUTs of every pair, each LUT with the file and line it came from), with
-// every path as this host names it.
+// intents, and for every pair the entries of the parcel the device gets for it, each with the
+// LUT as written and the file and line it came from), with every path as this host names it.
 #ifndef HUEVANE_TOOLS_HUEVANETOOLMODEL_H
 #define HUEVANE_TOOLS_HUEVANETOOLMODEL_H
 
@@ -17,8 +17,28 @@
 
 // Where a calibration LUT was written: file as this host names it, 1-based line (0 unknown).
 using HuevaneLutPlace = huevane::HuevanePlace;
-using HuevaneModelLut = huevane::HuevaneStoredLut;
-using HuevaneModelPair = huevane::HuevaneStoredPair;
+
+// One entry of a pair's parcel.
+struct HuevaneModelLut {
+    HuevaneDataLut lut;     // as the parcel carries it, after the matrix stages
+    HuevaneDataLut stored;  // as the calibration holds it
+    HuevaneLutPlace place;  // where it was written; line 0 when not in the calibration
+    // True when a matrix stage rewrote the text, so that its size or CRC differ.
+    bool isRewritten() const {
+        return lut.first.total_size != stored.first.total_size || lut.first.crc != stored.first.crc;
+    }
+};
+
+// One (mode, intent) and the parcel the device gets for it alone: nothing else staged.
+struct HuevaneModelPair {
+    HuevaneMode mode;
+    DisplayRenderIntent intent;
+    // The parcel's entries; when the size rule refuses the parcel, the LUTs as written.
+    std::vector<HuevaneModelLut> luts;
+    bool built = true;
+    int32_t neededSize = 0;  // when refused: what the parcel needs and what it may take
+    int32_t limit = 0;
+};
 
 // "file:line"; "" when not known. `brief`: the file's name without its folder.
 std::string placeText(const HuevaneLutPlace& place, bool brief = false);
@@ -26,7 +46,9 @@ std::string placeText(const HuevaneLutPlace& place, bool brief = false);
 struct HuevaneCalibrationModel {
     std::string document;                   // main document as opened on this host
     std::vector<std::string> subDocuments;  // in the order the reader opened them
-    std::vector<HuevaneMode> modes;
+    std::vector<HuevaneMode> modes;         // as getColorModes() lists them
+    // Each mode id's render intents as getRenderIntents() lists them, in the order of the modes.
+    std::vector<std::pair<uint32_t, std::vector<DisplayRenderIntent>>> intents;
     // The pairs in the order the compositor is offered them: mode list, then each intent list.
     std::vector<HuevaneModelPair> pairs;
     // Why no calibration could be read; the model is unusable when there are any.

@@ -55,22 +55,22 @@ int runParcel(HuevaneToolContext& context, const ParcelOptions& options) {
     if (!getToolRequest(context, options.request, &request)) return TOOL_USAGE;
     HuevaneToolDevice device(context);
     if (!device.open()) return TOOL_FAILED;
-    IHuevane& engine = device.getEngine();
-    if (stageToolRequest(engine, request, context.diagnostics) != TOOL_OK) return TOOL_FAILED;
-    const int32_t bufferSize = engine.getColorCoefSize();
-    std::vector<uint8_t> buffer(static_cast<size_t>(bufferSize), 0);
-    if (engine.updateColorCoef(buffer.data()) != 0) {
-        context.diagnostics.error("the engine could not build the parcel (--log-level 1 says why)");
+    if (stageToolRequest(device.getEngine(), request, context.diagnostics) != TOOL_OK) {
         return TOOL_FAILED;
     }
-    pvx_colormode_parcel_header header;
-    memcpy(&header, buffer.data(), sizeof(header));
+    // updateColorCoef, with the engine's account of why it refused, if it does.
+    const huevane::HuevaneInspectedParcel parcel =
+            device.getInspection().update(getExtensionEntries(request));
+    if (!parcel.built) {
+        reportRefusedParcel(parcel, context.diagnostics);
+        return TOOL_FAILED;
+    }
     if (!context.common.output.empty()) {
-        const int written = writeRaw(context, buffer, header.total_size);
+        const int written = writeRaw(context, parcel.bytes, parcel.bytes.size());
         if (written != TOOL_OK || !context.common.json) return written;
     }
-    if (!context.common.json) writeRequest(context, request, bufferSize);
-    return writeDecodedParcel(context, buffer.data(), header.total_size, options.full);
+    if (!context.common.json) writeRequest(context, request, parcel.bufferSize);
+    return writeDecodedParcel(context, parcel.bytes.data(), parcel.bytes.size(), options.full);
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include <cstdlib>
 
 #include "HuevaneDataLut.h"
+#include "HuevaneInspection.h"
 #include "HuevaneMatrixText.h"
 #include "HuevaneNodeTable.h"
 #include "HuevaneParcel.h"
@@ -123,6 +124,28 @@ bool readExtension(HuevaneToolContext& context, const std::string& argument,
     return true;
 }
 
+// Says what the library sends for an attribute value that is not a plain byte: a word, a
+// number outside 0..255, a fifth value.
+void checkAttributes(HuevaneToolContext& context, const std::string& text) {
+    const auto values = huevane::HuevaneInspection::getAttributeValues(text);
+    for (size_t i = 0; i < values.size(); i++) {
+        const std::string quoted = "--attributes value '" + values[i].first + "'";
+        const std::string sent = std::to_string(values[i].second & 0xFF);
+        const std::string& value = values[i].first;
+        const bool plain = !value.empty() &&
+                           value.find_first_not_of("0123456789") == std::string::npos &&
+                           value.size() <= 3 && std::stoi(value) <= 255;
+        if (i >= 4) {
+            context.diagnostics.warning(quoted +
+                                        " is read and ignored: only four attributes "
+                                        "reach a header");
+        } else if (!plain) {
+            context.diagnostics.warning(quoted + " is not a number from 0 to 255: the library " +
+                                        "sends attribute byte " + sent);
+        }
+    }
+}
+
 // Attribute entries apply to the extension LUTs after them, so the two options are read in the
 // order they stand on the command line.
 bool readExtensions(HuevaneToolContext& context, const HuevaneToolRequestOptions& options,
@@ -134,7 +157,9 @@ bool readExtensions(HuevaneToolContext& context, const HuevaneToolRequestOptions
             if (!readExtension(context, options.extensions[nextExtension++], request)) return false;
         } else if (option == options.attributesOption &&
                    nextAttributes < options.attributes.size()) {
-            request->extensions.push_back({0, options.attributes[nextAttributes++]});
+            const std::string& text = options.attributes[nextAttributes++];
+            checkAttributes(context, text);
+            request->extensions.push_back({0, text});
         }
     }
     return true;
@@ -238,4 +263,19 @@ std::vector<HuevaneExtension> getExtensionEntries(const HuevaneToolRequest& requ
         entries.push_back(entry);
     }
     return entries;
+}
+
+void reportRefusedParcel(const huevane::HuevaneInspectedParcel& parcel,
+                         HuevaneDiagnostics& diagnostics) {
+    if (parcel.neededSize > parcel.limit) {
+        diagnostics.error("the parcel needs " + std::to_string(parcel.neededSize) +
+                          " bytes, more than the " + std::to_string(parcel.limit) +
+                          " bytes a parcel may take (a buffer of getColorCoefSize() " +
+                          std::to_string(parcel.bufferSize) +
+                          ", at most 65535): updateColorCoef refuses it");
+    } else {
+        diagnostics.error(
+                "updateColorCoef refuses the parcel: a LUT text of 65523 bytes or more "
+                "has a total_size that does not fit 16 bits");
+    }
 }

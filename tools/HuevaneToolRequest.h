@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "HuevaneInspection.h"
 #include "HuevaneToolCommand.h"
 #include "IHuevane.h"
 
@@ -55,6 +56,10 @@ bool getToolRequest(HuevaneToolContext& context, const HuevaneToolRequestOptions
 
 // The request's extension list as setColorExtension takes it; its texts stay the request's.
 std::vector<HuevaneExtension> getExtensionEntries(const HuevaneToolRequest& request);
+
+// Why updateColorCoef refused a parcel, in the size rule's numbers.
+void reportRefusedParcel(const huevane::HuevaneInspectedParcel& parcel,
+                         HuevaneDiagnostics& diagnostics);
 
 // Stages the request as the compositor would. A mode the engine does not offer, or an intent the
 // mode does not list, is an error naming what is offered. Returns TOOL_OK or TOOL_FAILED.

@@ -130,7 +130,7 @@ INSTANTIATE_TEST_SUITE_P(
                 ExitCase{{"--root", DEVICE, "parcel", "--mode", "2", "--intent", "0", "--transform",
                           "identity"},
                          0,
-                         "parcel      2841 bytes, seq_num 0, 4 LUTs",
+                         "parcel      total_size 2841, seq_num 0, 4 LUTs",
                          ""},
                 ExitCase{{"--root", DEVICE, "parcel", "--mode", "9"},
                          1,

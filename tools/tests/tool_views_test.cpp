@@ -70,7 +70,7 @@ TEST_F(ToolViews, ModelPlacesEachLutAtItsNodeInMainOrSubDocument) {
     } cases[] = {
             {2, 2, 0, "calib_data_colormode0_demo_panel_hdr.xml", 5},  // from the sub document
             {2, 0, 0, "calib_data_colormode0_demo_panel.xml", 149},
-            {1, 0, 1, "calib_data_colormode0_demo_panel.xml", 66},
+            {1, 0, 2, "calib_data_colormode0_demo_panel.xml", 66},  // sent after gamma,
     };
     for (const auto& c : cases) {
         const HuevaneModelPair* pair = model.findPair(c.mode, c.intent);
@@ -115,9 +115,9 @@ TEST_F(ToolViews, DiffOfCalibrationsFindsWhatChangedByMeaning) {
     const Expected expected[] = {
             {"mode_changed", 1, "", 0, 0, -1, "", ""},
             {"mode_removed", 2, "", 0, 0, -1, "", ""},
+            {"intent_added", 1, "", 0, 0, -1, "", ""},
             {"lut_changed", 0, "degamma", 6, 7, 6, "144", "150"},
             {"lut_added", 1, "scl", 0, 19, -1, "", ""},
-            {"intent_added", 1, "", 0, 0, -1, "", ""},
     };
     std::vector<HuevaneDifference> found = diffCalibrations(
             loadCalibrationFile(DATA + "/diff_a.xml"), loadCalibrationFile(DATA + "/diff_b.xml"));
