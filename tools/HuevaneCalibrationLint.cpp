@@ -371,6 +371,7 @@ void CalibrationLint::lintValues(const std::string& where, long line, const std:
         // The field's line: the node's, plus the line breaks of the text before the field.
         size_t at = 0;
         for (size_t field = 0; field < other.first; field++) at = text.find(',', at) + 1;
+        at = std::min(text.size(), text.find_first_not_of(" \t\r\n", at));
         const long fieldLine =
                 line + static_cast<long>(std::count(text.begin(), text.begin() + at, '\n'));
         report("lut-token", where, fieldLine, HuevaneSeverity::ERROR,

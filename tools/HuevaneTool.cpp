@@ -4,6 +4,10 @@
 #include "HuevaneTool.h"
 
 #include <CLI/CLI.hpp>
+#include <cerrno>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <exception>
 #include <iterator>
@@ -77,7 +81,7 @@ void addCommonOptions(CLI::App& app, HuevaneToolCommon* common) {
     app.add_option("--log-level", common->logLevel,
                    "engine log level 0-100; also lets the library's log lines through to stderr")
             ->type_name("N")
-            ->check(CLI::Range(0, 100));
+            ->check(getRangeCheck(0, 100, true));
 }
 
 // "-o FILE", "--mode M" or "FILE...": how an option or argument is written on the command line.
@@ -128,13 +132,19 @@ std::string translateParseError(const CLI::ParseError& error) {
     if (std::regex_search(what, match, std::regex("convert: (\\S+) = (.*)$"))) {
         return match[1].str() + " needs a whole number, not '" + match[2].str() + "'";
     }
-    if (std::regex_search(what, match, std::regex("^(--log-level)"))) {
-        return match[1].str() + " needs a whole number from 0 to 100";
+    if (std::regex_search(what, match, std::regex("^(\\S+?): (needs .*)$"))) {
+        return match[1].str() + " " + match[2].str();
     }
     if (std::regex_search(what, match, std::regex("^(\\S+?): .*(missing|too many)"))) {
         return match[1].str() + " is given the wrong number of values";
     }
     return "this command line cannot be read";
+}
+
+std::string getNumberText(double value) {
+    char text[32];
+    snprintf(text, sizeof text, "%g", value);
+    return text;
 }
 
 struct Registered {
@@ -322,6 +332,23 @@ int HuevaneToolMain::run(const std::vector<std::string>& args) {
 }
 
 }  // namespace
+
+CLI::Validator getRangeCheck(double low, double high, bool whole) {
+    const std::string need = std::string("needs a ") + (whole ? "whole " : "") + "number from " +
+                             getNumberText(low) + " to " + getNumberText(high);
+    return CLI::Validator(
+            [low, high, whole, need](std::string& text) -> std::string {
+                const char* begin = text.c_str();
+                char* end = nullptr;
+                errno = 0;
+                const double value = std::strtod(begin, &end);
+                const bool read = end != begin && *end == '\0' && errno == 0 &&
+                                  (!whole || value == std::floor(value));
+                if (read && value >= low && value <= high) return "";
+                return need + ", not '" + text + "'";
+            },
+            "", "range");
+}
 
 int runHuevaneTool(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
     // The libraries the tool uses may throw (CLI11, nlohmann-json, the standard library); none of

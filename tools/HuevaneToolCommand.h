@@ -16,7 +16,8 @@
 
 namespace CLI {
 class App;
-}
+class Validator;
+}  // namespace CLI
 
 // Accepted before or after the command name.
 struct HuevaneToolCommon {
@@ -57,6 +58,10 @@ struct HuevaneToolCommand {
     // True when the command's JSON document carries its findings itself (lint).
     bool findingsInDocument = false;
 };
+
+// A check that a number (`whole`: a whole number) lies in [low, high], worded by the tool and
+// invisible in the usage line.
+CLI::Validator getRangeCheck(double low, double high, bool whole = false);
 
 // The commands' setup functions, one per command source file.
 HuevaneToolRun setupModesCommand(CLI::App& command);

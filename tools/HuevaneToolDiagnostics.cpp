@@ -18,7 +18,11 @@ const char* getSeverityName(HuevaneSeverity severity) {
 
 std::string HuevaneDiagnostics::format(const HuevaneFinding& finding) {
     std::string text = finding.file.empty() ? "huevane-tool" : finding.file;
-    if (!finding.file.empty() && finding.line > 0) text += ":" + std::to_string(finding.line);
+    // A finding under a rule always names its line, 0 for the file as a whole, so that one
+    // pattern reads every finding.
+    if (!finding.file.empty() && (finding.line > 0 || !finding.rule.empty())) {
+        text += ":" + std::to_string(finding.line);
+    }
     text += ": ";
     text += getSeverityName(finding.severity);
     text += ": " + finding.message;

@@ -153,19 +153,26 @@ void diffList(const char* what, int64_t modeId, const std::vector<Entry>& a,
         return text;
     };
     const std::vector<uint32_t> orderA = getOrder(a, id), orderB = getOrder(b, id);
+    auto times = [](size_t count) {
+        return count == 1 ? std::string("once") : std::to_string(count) + " times";
+    };
     for (uint32_t entryId : orderA) {
         const auto inA = findAll(a, id, entryId), inB = findAll(b, id, entryId);
         if (inB.empty()) {
             difference("removed", entryId, describeAll(inA));
-        } else if (describeAll(inA) != describeAll(inB)) {
-            const bool twice = inB.size() > 1 && inA.size() < inB.size();
-            difference(twice ? "offered_twice" : "changed", entryId,
-                       describeAll(inA) + " -> " + describeAll(inB));
+        } else if (inA.size() == inB.size() && describeAll(inA) != describeAll(inB)) {
+            difference("changed", entryId, describeAll(inA) + " -> " + describeAll(inB));
         }
     }
     for (uint32_t entryId : orderB) {
-        if (findAll(a, id, entryId).empty()) {
-            difference("added", entryId, describeAll(findAll(b, id, entryId)));
+        const auto inA = findAll(a, id, entryId), inB = findAll(b, id, entryId);
+        if (inA.empty()) difference("added", entryId, describeAll(inB));
+        // One id listed more than once: the compositor sees two entries it cannot tell apart.
+        if (inA.size() != inB.size() && std::max(inA.size(), inB.size()) > 1) {
+            difference("offered_twice", entryId,
+                       inA.empty() ? "offered " + times(inB.size()) + ": " + describeAll(inB)
+                                   : "offered " + times(inA.size()) + " -> " + times(inB.size()) +
+                                             ": " + describeAll(inA) + " -> " + describeAll(inB));
         }
     }
     std::vector<uint32_t> commonA, commonB;
@@ -232,7 +239,41 @@ void diffField(const char* field, long long x, long long y, int64_t entry,
     out->push_back(d);
 }
 
+std::string hex16(unsigned value) {
+    char text[8];
+    snprintf(text, sizeof text, "0x%04X", value & 0xFFFFu);
+    return text;
+}
+
+// A stored CRC that differs between the sides, and which side's CRC does not match its own text
+// (the one the hardware would reject).
+void diffCrc(const HuevaneDecodedEntry& x, const HuevaneDecodedEntry& y, int64_t entry,
+             std::vector<HuevaneDifference>* out) {
+    const bool badA = x.header.crc != x.crc, badB = y.header.crc != y.crc;
+    if (x.header.crc == y.header.crc && badA == badB) return;
+    HuevaneDifference d;
+    d.kind = "entry_changed";
+    d.entry = entry;
+    d.node = "crc";
+    d.aValue = hex16(x.header.crc);
+    d.bValue = hex16(y.header.crc);
+    d.detail = d.aValue == d.bValue ? "crc " + d.aValue + " on both sides"
+                                    : "crc " + d.aValue + " -> " + d.bValue;
+    if (badA || badB) {
+        d.detail += std::string("; ") +
+                    (badA && badB ? "both sides'"
+                     : badA       ? "A's"
+                                  : "B's") +
+                    " crc does not match " + (badA && badB ? "their" : "its") + " text";
+        if (badA) d.detail += std::string(", A's text gives ") + hex16(x.crc);
+        if (badB) d.detail += std::string(", B's text gives ") + hex16(y.crc);
+    }
+    out->push_back(d);
+}
+
 std::string subject(const HuevaneDifference& d) {
+    if (d.kind == "mode_order") return "modes";
+    if (d.kind == "intent_order") return "mode " + std::to_string(d.modeId) + ", intents";
     std::string text = "parcel";
     if (d.entry >= 0) text = "entry " + std::to_string(d.entry);
     if (d.modeId >= 0) text = "mode " + std::to_string(d.modeId);
@@ -394,7 +435,7 @@ std::vector<HuevaneDifference> diffParcels(const HuevaneDecodedParcel& a,
         diffField("attr2", x.attr2, y.attr2, entry, &out);
         diffField("attr3", x.attr3, y.attr3, entry, &out);
         diffField("total_size", x.total_size, y.total_size, entry, &out);
-        diffField("crc", x.crc, y.crc, entry, &out);
+        diffCrc(a.entries[k], b.entries[k], entry, &out);
         HuevaneDifference d;
         if (a.entries[k].text != b.entries[k].text &&
             describeTextChange(x.id, a.entries[k].text, b.entries[k].text, &d)) {

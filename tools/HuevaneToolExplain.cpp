@@ -8,6 +8,7 @@
 #include "HuevaneNodeTable.h"
 #include "HuevaneToolDevice.h"
 #include "HuevaneToolJson.h"
+#include "HuevaneToolModel.h"
 #include "HuevaneToolRequest.h"
 
 namespace {
@@ -40,12 +41,6 @@ std::string originText(const huevane::HuevaneInspection& inspection,
     return text;
 }
 
-std::string hexText(unsigned value) {
-    char text[16];
-    snprintf(text, sizeof(text), "0x%04X", value);
-    return text;
-}
-
 std::string attrText(const pvx_colormode_data_header& h) {
     char text[32];
     snprintf(text, sizeof(text), "%d,%d,%d,%d", h.attr0, h.attr1, h.attr2, h.attr3);
@@ -61,10 +56,10 @@ void writeText(const huevane::HuevaneInspection& inspection,
         const pvx_colormode_data_header& h = entry.sent.first;
         out << "LUT " << k << "       " << huevane::getNodeLabel(h.id) << " (node " << int(h.id)
             << ") attr " << attrText(h) << " at offset " << entry.offset << ", " << h.total_size
-            << " bytes, crc " << hexText(h.crc) << "\n";
+            << " bytes, crc " << getCrcText(h.crc) << "\n";
         const pvx_colormode_data_header& stored = entry.stored.first;
         if (stored.total_size != h.total_size || stored.crc != h.crc) {
-            out << "  stored    " << stored.total_size << " bytes, crc " << hexText(stored.crc)
+            out << "  stored    " << stored.total_size << " bytes, crc " << getCrcText(stored.crc)
                 << ": the text as written, before the stage rewrote it\n";
         }
         if (entry.stage == 0) {

@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 #include <set>
 #include <utility>
@@ -22,13 +23,39 @@ bool onLibraryLine(const HuevaneLogRecord&) {
 }
 
 HuevaneFinding makeFinding(HuevaneSeverity severity, const std::string& file, long line,
-                           const std::string& message) {
+                           const std::string& message, const char* rule = "") {
     HuevaneFinding finding;
     finding.severity = severity;
+    finding.rule = rule;
     finding.file = file;
     finding.line = line;
     finding.message = message;
     return finding;
+}
+
+// The lint rule that finds the same about a document.
+const char* getDocumentRule(const huevane::HuevaneDocumentRecord& document) {
+    switch (document.outcome) {
+        case Document::USED:
+            return "";
+        case Document::NOT_FOUND:
+        case Document::NOT_A_FILE:
+            return document.sub ? "subxml-missing" : "file-unreadable";
+        case Document::TOO_LARGE:
+            return "document-too-large";
+        case Document::NOT_PARSED:
+            return document.sub ? "subxml-unparsed" : "xml-error";
+        case Document::TEXT_BUDGET:
+            return "text-budget";
+        case Document::NO_ROOT:
+            return "document-empty";
+        case Document::WRONG_ROOT:
+            return "root-wrong";
+        case Document::NO_TUNE_MODE:
+        case Document::EMPTY_TUNE_MODE:
+            return "subxml-tune";
+    }
+    return "";
 }
 
 std::string getHostPlace(const huevane::HuevaneInspection& inspection,
@@ -62,27 +89,38 @@ HuevaneModelPair getModelPair(huevane::HuevaneInspection& inspection,
 
 // The model of an inspection; `missing` is the error when no candidate could be read and
 // nothing says why.
-HuevaneCalibrationModel getModel(huevane::HuevaneInspection& inspection,
+HuevaneCalibrationModel getModel(const std::shared_ptr<huevane::HuevaneInspection>& source,
                                  const HuevaneFinding& missing) {
+    huevane::HuevaneInspection& inspection = *source;
     HuevaneCalibrationModel model;
-    std::set<std::string> subDocuments;
+    model.source = source;
+    std::set<std::string> subDocuments, unused;
     for (const Document& document : inspection.getAccount().documents) {
-        if (document.outcome != Document::USED) continue;
         const std::string file = inspection.getHostPath(document.path);
+        if (document.outcome != Document::USED) {
+            const std::string why = document.outcome == Document::NOT_FOUND
+                                            ? "not found (" + getDocumentReason(document) + ")"
+                                            : getDocumentOutcomeText(document, document.sub);
+            if (unused.insert(file + why).second) model.unusedDocuments.emplace_back(file, why);
+            continue;
+        }
         if (!document.sub) {
             model.document = file;
         } else if (subDocuments.insert(file).second) {
             model.subDocuments.push_back(file);
         }
     }
+    if (!inspection.getAccount().targetName.node.empty()) {
+        model.targetName = getTargetNameText(inspection.getAccount().targetName);
+    }
     std::vector<HuevaneFinding> messages = getXmlFindings(inspection);
     if (model.document.empty()) {
         model.errors = messages;
         for (const Document& document : inspection.getAccount().documents) {
             if (document.sub || document.outcome == Document::NOT_FOUND) continue;
-            model.errors.push_back(
-                    makeFinding(HuevaneSeverity::ERROR, inspection.getHostPath(document.path),
-                                document.rootLine, getDocumentOutcomeText(document, false)));
+            model.errors.push_back(makeFinding(
+                    HuevaneSeverity::ERROR, inspection.getHostPath(document.path), document.rootLine,
+                    getDocumentOutcomeText(document, false), getDocumentRule(document)));
         }
         if (model.errors.empty()) model.errors.push_back(missing);
         return model;
@@ -163,9 +201,9 @@ std::vector<HuevaneFinding> getXmlFindings(const huevane::HuevaneInspection& ins
         if (!reported.insert(file + ":" + std::to_string(message.line) + ":" + text).second) {
             continue;
         }
-        findings.push_back(
-                makeFinding(message.warning ? HuevaneSeverity::WARNING : HuevaneSeverity::ERROR,
-                            file, message.line, text));
+        findings.push_back(makeFinding(
+                message.warning ? HuevaneSeverity::WARNING : HuevaneSeverity::ERROR, file,
+                message.line, text, message.warning ? "xml-warning" : "xml-error"));
     }
     return findings;
 }
@@ -183,32 +221,37 @@ std::vector<HuevaneFinding> getAccountFindings(const huevane::HuevaneInspection&
             if (!node.empty()) {
                 findings.push_back(makeFinding(HuevaneSeverity::NOTE, node, 0,
                                                std::string("no target-name node (") +
-                                                       strerror(target.error) + ")" + fallback));
+                                                       strerror(target.error) + ")" + fallback,
+                                               "target-name"));
             }
             break;
         case Target::NOT_A_FILE:
             findings.push_back(makeFinding(HuevaneSeverity::WARNING, node, 0,
                                            "the target-name node is not a regular file, so it "
                                            "is not read" +
-                                                   fallback));
+                                                   fallback,
+                                           "target-name"));
             break;
         case Target::OUT_OF_RANGE:
             findings.push_back(makeFinding(HuevaneSeverity::WARNING, node, 0,
                                            "the target-name node gave " +
                                                    std::to_string(target.readLength) +
-                                                   " bytes, a name needs 1 to 127" + fallback));
+                                                   " bytes, a name needs 1 to 127" + fallback,
+                                           "target-name"));
             break;
         case Target::NOT_A_FILE_NAME:
             findings.push_back(makeFinding(
                     HuevaneSeverity::WARNING, node, 0,
-                    "the target name '" + target.name + "' is not a file name" + fallback));
+                    "the target name '" + target.name + "' is not a file name" + fallback,
+                    "target-name"));
             break;
         case Target::READ:
             if (target.text.empty() || target.text.back() != '\n') {
                 findings.push_back(makeFinding(
                         HuevaneSeverity::WARNING, node, 0,
                         "the target name '" + target.text + "' does not end with a newline: the " +
-                                "library drops its last byte and looks for '" + target.name + "'"));
+                                "library drops its last byte and looks for '" + target.name + "'",
+                        "target-name"));
             }
             break;
     }
@@ -222,12 +265,15 @@ std::vector<HuevaneFinding> getAccountFindings(const huevane::HuevaneInspection&
         const std::string file = inspection.getHostPath(document.path);
         const std::string text = getDocumentOutcomeText(document, document.sub);
         if (!reported.insert(file + ":" + text).second) continue;
-        findings.push_back(makeFinding(
-                document.sub ? HuevaneSeverity::WARNING : HuevaneSeverity::ERROR, file, 0, text));
+        findings.push_back(
+                makeFinding(document.sub ? HuevaneSeverity::WARNING : HuevaneSeverity::ERROR, file,
+                            document.rootLine, text, getDocumentRule(document)));
     }
     for (const Note& note : account.notes) {
         std::string text;
+        const char* rule = "subxml-name";
         if (note.kind == Note::SUBXML_NOT_FOUND) {
+            rule = "subxml-missing";
             text = "sub document " + inspection.getHostPath(note.document) + " (subxml '" +
                    note.text + "') does not exist";
         } else if (note.kind == Note::SUBXML_NOT_A_FILE_NAME) {
@@ -241,7 +287,8 @@ std::vector<HuevaneFinding> getAccountFindings(const huevane::HuevaneInspection&
         const std::string file = inspection.getHostPath(note.place.document);
         text += ": the mode node's own LUTs are used";
         if (reported.insert(file + ":" + std::to_string(note.place.line) + text).second) {
-            findings.push_back(makeFinding(HuevaneSeverity::WARNING, file, note.place.line, text));
+            findings.push_back(
+                    makeFinding(HuevaneSeverity::WARNING, file, note.place.line, text, rule));
         }
     }
     return findings;
@@ -269,20 +316,49 @@ std::string placeText(const HuevaneLutPlace& place, bool brief) {
            std::to_string(place.line);
 }
 
+std::string getCrcText(unsigned crc) {
+    char text[16];
+    snprintf(text, sizeof(text), "0x%04X", crc & 0xFFFFu);
+    return text;
+}
+
+std::string getMatrixValueText(float value) {
+    char text[32];
+    snprintf(text, sizeof(text), "%.6f", value);
+    return text;
+}
+
+std::string getSentText(const HuevaneModelLut& lut) {
+    return std::to_string(lut.lut.first.total_size) + " bytes, crc " + getCrcText(lut.lut.first.crc);
+}
+
+std::string getStoredText(const HuevaneModelLut& lut) {
+    if (!lut.isRewritten()) return "";
+    return "stored " + std::to_string(lut.stored.first.total_size) + " bytes, crc " +
+           getCrcText(lut.stored.first.crc);
+}
+
+std::string getRefusedText(const HuevaneModelPair& pair) {
+    if (pair.built) return "";
+    if (pair.neededSize > pair.limit) {
+        return "updateColorCoef refuses the parcel: it needs " + std::to_string(pair.neededSize) +
+               " bytes, more than the " + std::to_string(pair.limit) + " a parcel may take";
+    }
+    return "updateColorCoef refuses the parcel: a LUT text of 65523 bytes or more has a "
+           "total_size that does not fit 16 bits";
+}
+
+std::string getTargetNameText(const huevane::HuevaneTargetNameRecord& target) {
+    using Target = huevane::HuevaneTargetNameRecord;
+    if (target.outcome == Target::READ) return target.node + ": " + target.name;
+    return target.node + (target.outcome == Target::NOT_FOUND ? ": not found" : ": not used");
+}
+
 const HuevaneModelPair* HuevaneCalibrationModel::findPair(uint32_t modeId, uint32_t intentId) const {
     for (const HuevaneModelPair& pair : pairs) {
         if (pair.mode.modeId == modeId && pair.intent.intentId == intentId) return &pair;
     }
     return nullptr;
-}
-
-HuevaneCalibrationModel getCalibrationModel(huevane::HuevaneInspection& inspection) {
-    std::string tried;
-    for (const std::string& name : inspection.getCandidates()) {
-        if (!name.empty()) tried += (tried.empty() ? "" : ", ") + name;
-    }
-    return getModel(inspection, makeFinding(HuevaneSeverity::ERROR, "", 0,
-                                            "no calibration document exists; tried " + tried));
 }
 
 HuevaneCalibrationModel loadCalibrationFile(const std::string& path) {
@@ -291,18 +367,20 @@ HuevaneCalibrationModel loadCalibrationFile(const std::string& path) {
         model.errors.push_back(makeFinding(HuevaneSeverity::ERROR, path, 0, strerror(errno)));
         return model;
     }
-    auto inspection = huevane::HuevaneInspection::openFile(path);
-    return getModel(*inspection,
+    std::shared_ptr<huevane::HuevaneInspection> inspection =
+            huevane::HuevaneInspection::openFile(path);
+    return getModel(inspection,
                     makeFinding(HuevaneSeverity::ERROR, path, 0, "not a calibration document"));
 }
 
 HuevaneCalibrationModel loadDeviceCalibration(const std::string& root, uint32_t display) {
-    auto inspection = huevane::HuevaneInspection::openDisplay(root, display);
+    std::shared_ptr<huevane::HuevaneInspection> inspection =
+            huevane::HuevaneInspection::openDisplay(root, display);
     std::string tried;
     for (const std::string& name : inspection->getCandidates()) {
         if (!name.empty()) tried += (tried.empty() ? "" : ", ") + name;
     }
-    return getModel(*inspection,
+    return getModel(inspection,
                     makeFinding(HuevaneSeverity::ERROR, "", 0,
                                 "no calibration document of display " + std::to_string(display) +
                                         " under " + root + " exists; tried " + tried));

@@ -6,7 +6,9 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "HuevaneDataLut.h"
@@ -43,10 +45,25 @@ struct HuevaneModelPair {
 // "file:line"; "" when not known. `brief`: the file's name without its folder.
 std::string placeText(const HuevaneLutPlace& place, bool brief = false);
 
+// How every view prints a CRC ("0xFFF2") and a matrix element ("0.984985").
+std::string getCrcText(unsigned crc);
+std::string getMatrixValueText(float value);
+// "1253 bytes, crc 0xFFF2": the entry as the device gets it.
+std::string getSentText(const HuevaneModelLut& lut);
+// "stored 143 bytes, crc 0xFFA3" when a stage rewrote the text; "" otherwise.
+std::string getStoredText(const HuevaneModelLut& lut);
+// Why updateColorCoef refuses the pair's parcel ("" when it is built).
+std::string getRefusedText(const HuevaneModelPair& pair);
+// The sysfs node the target name came from and what it held ("PATH: NAME", "PATH: not found").
+std::string getTargetNameText(const huevane::HuevaneTargetNameRecord& target);
+
 struct HuevaneCalibrationModel {
     std::string document;                   // main document as opened on this host
+    std::string targetName;                 // getTargetNameText; "" for a file on its own
     std::vector<std::string> subDocuments;  // in the order the reader opened them
-    std::vector<HuevaneMode> modes;         // as getColorModes() lists them
+    // Every other document the reader looked for, with why it did without it.
+    std::vector<std::pair<std::string, std::string>> unusedDocuments;
+    std::vector<HuevaneMode> modes;  // as getColorModes() lists them
     // Each mode id's render intents as getRenderIntents() lists them, in the order of the modes.
     std::vector<std::pair<uint32_t, std::vector<DisplayRenderIntent>>> intents;
     // The pairs in the order the compositor is offered them: mode list, then each intent list.
@@ -57,6 +74,9 @@ struct HuevaneCalibrationModel {
     std::vector<HuevaneFinding> warnings;
 
     const HuevaneModelPair* findPair(uint32_t modeId, uint32_t intentId) const;
+
+    // The reader the stored LUTs' texts belong to, kept while the model lives.
+    std::shared_ptr<const huevane::HuevaneInspection> source;
 };
 
 // Reports the model's errors and warnings; false when the model is unusable.
@@ -72,8 +92,6 @@ class HuevaneLibraryLogGuard {
     HuevaneLibraryLogGuard& operator=(const HuevaneLibraryLogGuard&) = delete;
 };
 
-// The model of what an inspection read.
-HuevaneCalibrationModel getCalibrationModel(huevane::HuevaneInspection& inspection);
 // A calibration file on its own: sub documents are looked for beside it, as the library names them.
 HuevaneCalibrationModel loadCalibrationFile(const std::string& path);
 // The calibration of `display` in a device tree rooted at `root`, chosen as the library chooses.

@@ -6,21 +6,16 @@
 #include "HuevaneToolCommand.h"
 #include "HuevaneToolDevice.h"
 #include "HuevaneToolJson.h"
+#include "HuevaneToolModel.h"
 
 namespace {
 
 using Target = huevane::HuevaneTargetNameRecord;
 
-// The sysfs node the first candidate's name came from, and what it held.
-std::string getTargetText(const Target& target) {
-    if (target.outcome == Target::READ) return target.node + ": " + target.name;
-    return target.node + (target.outcome == Target::NOT_FOUND ? ": not found" : ": not used");
-}
-
 void writeModesText(HuevaneToolContext& context, HuevaneToolDevice& device) {
     std::ostream& out = context.out;
     out << "display " << context.common.display << "\n";
-    out << "  target name   " << getTargetText(device.getInspection().getAccount().targetName)
+    out << "  target name   " << getTargetNameText(device.getInspection().getAccount().targetName)
         << "\n";
     const std::vector<std::string>& documents = device.getDocuments();
     for (size_t i = 0; i < documents.size(); i++) {

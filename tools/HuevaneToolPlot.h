@@ -6,6 +6,7 @@
 
 #include <array>
 #include <string>
+#include <vector>
 
 #include "HuevaneMatrixText.h"
 #include "HuevaneToolCommand.h"
@@ -15,6 +16,8 @@ struct HuevanePlotOptions {
     std::string node;            // only LUTs of this node name; empty for all
     bool matrices = true;        // draw matrix panels (the report shows them as tables instead)
     bool xmlDeclaration = true;  // a stand-alone file; off when embedded in a page
+    // Per LUT of the pair, false leaves it out (the report draws a LUT seen before only once).
+    const std::vector<bool>* drawn = nullptr;
 };
 
 // How many LUTs of the pair the picture shows.

@@ -236,6 +236,6 @@ HuevaneToolRun setupVerifyCommand(CLI::App& command) {
     options->failOption = command.add_option("--fail-above", options->failAbove,
                                              "exit 1 when a pair's CIEDE2000 maximum is above DE")
                                   ->type_name("DE")
-                                  ->check(CLI::Range(0.0, 1000.0));
+                                  ->check(getRangeCheck(0, 1000));
     return [options](HuevaneToolContext& context) { return runVerify(context, *options); };
 }

@@ -103,7 +103,7 @@ INSTANTIATE_TEST_SUITE_P(
                          "  target name   /sys/class/pvx/pvx1/xml: not found\n"
                          "  calibration   /vendor/etc/pvx/calib_data_colormode1.xml\n"
                          "  2 colour modes\n",
-                         "pvx1/xml: note: no target-name node (No such file or directory)"},
+                         "pvx1/xml:0: note: no target-name node (No such file or directory)"},
                 ExitCase{{"--root", DEVICE, "--display", "5", "modes"},
                          1,
                          "",
@@ -116,12 +116,12 @@ INSTANTIATE_TEST_SUITE_P(
                 ExitCase{{"--root", DATA + "/devices/sub_untuned", "modes"},
                          0,
                          "  1 colour mode\n",
-                         "calib_data_colormode0_hdr.xml: warning: no mode named tune: the mode "
+                         "calib_data_colormode0_hdr.xml:0: warning: no mode named tune: the mode "
                          "node's own LUTs are used"},
                 ExitCase{{"--root", DATA + "/devices/wrong_root", "modes"},
                          1,
                          "",
-                         "calib_data_colormode0.xml: error: root element is <calib_data>, not "
+                         "calib_data_colormode0.xml:2: error: root element is <calib_data>, not "
                          "<Calib_Data>"}));
 
 INSTANTIATE_TEST_SUITE_P(
@@ -225,7 +225,7 @@ INSTANTIATE_TEST_SUITE_P(
                 ExitCase{{"lint", DATA + "/none.xml"},
                          1,
                          "",
-                         "none.xml: error: cannot read: No such file or directory"},
+                         "none.xml:0: error: cannot read: No such file or directory"},
                 ExitCase{{"lint", DATA + "/lint_broken.xml"}, 1, "", "[xml-error]"}));
 
 // Every JSON document parses, with snake_case keys; one field that would catch a swap each.
@@ -404,7 +404,7 @@ TEST(ToolLint, RefusesWhatTheLibraryRefuses) {
     for (const auto& c : cases) {
         const ToolRun run = runTool({"lint", c.file});
         EXPECT_EQ(run.status, TOOL_FAILED);
-        EXPECT_NE(run.err.find(c.file + ": error: " + c.finding), std::string::npos) << run.err;
+        EXPECT_NE(run.err.find(c.file + ":0: error: " + c.finding), std::string::npos) << run.err;
     }
     unlink(large.c_str());
 }

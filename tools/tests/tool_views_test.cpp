@@ -5,9 +5,11 @@
 #include <libxml/parser.h>
 #include <libxml/xpath.h>
 #include <libxml/xpathInternals.h>
+#include <unistd.h>
 
 #include <fstream>
 #include <memory>
+#include <set>
 #include <sstream>
 
 #include "HuevaneLogSink.h"
@@ -170,11 +172,16 @@ TEST_F(ToolViews, DiffOfParcelsGoesEntryByEntry) {
     bytes[a.entries[0].offset + 12] ^= 1;  // first byte of its text
     HuevaneDecodedParcel b = readParcel(bytes.data(), bytes.size());
     std::vector<HuevaneDifference> found = diffParcels(a, b);
-    ASSERT_EQ(found.size(), 3u);
+    ASSERT_EQ(found.size(), 4u);
     EXPECT_EQ(found[0].node, "seq_num");
     EXPECT_EQ(found[1].node, "attr0");
-    EXPECT_EQ(found[2].node, "text");
-    EXPECT_EQ(found[2].index, 0);
+    // The text changed under an unchanged CRC: B's no longer matches it.
+    EXPECT_EQ(found[2].node, "crc");
+    EXPECT_NE(found[2].detail.find("on both sides; B's crc does not match its text"),
+              std::string::npos)
+            << found[2].detail;
+    EXPECT_EQ(found[3].node, "text");
+    EXPECT_EQ(found[3].index, 0);
     b.entries.pop_back();
     EXPECT_EQ(diffParcels(a, b).back().kind, "entry_removed");
 }
@@ -285,32 +292,79 @@ TEST_F(ToolViews, MatrixPrimariesFollowTheColumnMajorReading) {
     EXPECT_EQ(p[3], (std::array<float, 3>{0.875f, 1, 2}));
 }
 
-TEST_F(ToolViews, ReportOfTheSampleDeviceParsesBackAsAPage) {
+// The text of the first node an XPath expression selects.
+std::string nodeText(xmlDocPtr document, const std::string& expression) {
+    xmlXPathContextPtr context = xmlXPathNewContext(document);
+    xmlXPathObjectPtr result = xmlXPathEvalExpression(BAD_CAST expression.c_str(), context);
+    std::string text;
+    if (result && result->nodesetval && result->nodesetval->nodeNr > 0) {
+        xmlChar* content = xmlNodeGetContent(result->nodesetval->nodeTab[0]);
+        text = reinterpret_cast<const char*>(content);
+        xmlFree(content);
+    }
+    xmlXPathFreeObject(result);
+    xmlXPathFreeContext(context);
+    return text;
+}
+
+TEST_F(ToolViews, ReportDrawsEachLutOnceAndEveryLinkLands) {
     HuevaneCalibrationModel model = loadDeviceCalibration(SAMPLE_DEVICE, 0);
     ASSERT_TRUE(model.errors.empty());
-    size_t tables = 2, curves = 0;  // the modes and the findings
+    // Curves the page must draw: each distinct (node, attributes, text) sent, once.
+    std::set<std::string> curves;
     for (const HuevaneModelPair& pair : model.pairs) {
-        tables += !pair.luts.empty();
         for (const HuevaneModelLut& lut : pair.luts) {
             std::vector<double> values;
-            const bool matrix = lut.lut.first.id == 6 || lut.lut.first.id == 11;
-            tables += matrix;
-            curves += !matrix && getLutValues(lut.lut.second, &values);
+            const pvx_colormode_data_header& h = lut.lut.first;
+            if (h.id != 6 && h.id != 11 && getLutValues(lut.lut.second, &values)) {
+                curves.insert(std::to_string(h.id) + "/" + std::to_string(h.attr0) + "/" +
+                              std::to_string(h.attr1) + "/" + lut.lut.second.str());
+            }
         }
     }
-    HuevaneFinding finding;
-    finding.file = "a.xml";
-    finding.message = "<x> & <y>";
-    std::string html = reportHtml(model, "display 0", {finding});
-    EXPECT_LT(html.size(), 1000000u);
+    HuevaneFinding note;
+    note.severity = HuevaneSeverity::NOTE;
+    note.file = "a.xml";
+    note.message = "<x> & <y>";
+    const std::string html = reportHtml(model, "display 0", {note});
     EXPECT_EQ(html.find("<script"), std::string::npos);
     EXPECT_EQ(html.find("http"), html.find("http://www.w3.org/2000/svg"));
     const HuevaneXmlDoc document(htmlReadMemory(html.data(), static_cast<int>(html.size()), nullptr,
                                                 "utf-8", HTML_PARSE_NONET | HTML_PARSE_NOERROR));
     ASSERT_NE(document, nullptr);
-    EXPECT_EQ(countNodes(document.get(), "//table"), tables);
-    EXPECT_EQ(countNodes(document.get(), "//polyline"), curves);
+    EXPECT_EQ(countNodes(document.get(), "//polyline"), curves.size());
+    EXPECT_EQ(countNodes(document.get(), "//table[@class='modes']//a"), model.pairs.size());
+    EXPECT_EQ(nodeText(document.get(), "//div[contains(@class,'counts')]"),
+              "0 errors, 0 warnings, 1 note");
     EXPECT_EQ(countNodes(document.get(), "//td[.='<x> & <y>']"), 1u);
+    // Every link, to a pair or to where a LUT was first shown, lands on exactly one element.
+    const size_t links = countNodes(document.get(), "//a");
+    ASSERT_GT(links, model.pairs.size());
+    for (size_t k = 1; k <= links; k++) {
+        const std::string target =
+                nodeText(document.get(), "(//a)[" + std::to_string(k) + "]/@href").substr(1);
+        EXPECT_EQ(countNodes(document.get(), ("//*[@id='" + target + "']").c_str()), 1u) << target;
+    }
+}
+
+TEST_F(ToolViews, ReportUnderStrictFailsOnFindingsAndStillWritesThePage) {
+    const std::string device = DATA + "/devices/target_unended";
+    const std::string page = ::testing::TempDir() + "huevane_report_strict.html";
+    const struct {
+        bool strict;
+        int exit;
+    } cases[] = {{false, 0}, {true, 1}};
+    for (const auto& c : cases) {
+        unlink(page.c_str());
+        std::vector<std::string> args = {"--root", device, "report", "-o", page};
+        if (c.strict) args.push_back("--strict");
+        EXPECT_EQ(runTool(args), c.exit);
+        std::ifstream written(page);
+        const std::string html((std::istreambuf_iterator<char>(written)), {});
+        // The documents the reader did without, and the findings' count at the top.
+        EXPECT_NE(html.find("calib_data_colormode0_panel.xm: not found"), std::string::npos);
+        EXPECT_NE(html.find("0 errors, 2 warnings, 0 notes"), std::string::npos);
+    }
 }
 
 }  // namespace
