@@ -50,7 +50,8 @@ std::string attrText(const pvx_colormode_data_header& h) {
 void writeText(const huevane::HuevaneInspection& inspection,
                const huevane::HuevaneInspectedParcel& parcel, std::ostream& out) {
     out << "parcel      " << parcel.bytes.size() << " bytes, " << parcel.entries.size()
-        << " LUTs: the engine's parcel, accounted for entry by entry\n";
+        << (parcel.entries.size() == 1 ? " LUT" : " LUTs")
+        << ": the engine's parcel, accounted for entry by entry\n";
     for (size_t k = 0; k < parcel.entries.size(); k++) {
         const HuevaneParcelEntry& entry = parcel.entries[k];
         const pvx_colormode_data_header& h = entry.sent.first;

@@ -46,6 +46,10 @@ std::string row(const std::vector<std::string>& cells, const char* tag = "td") {
     return html + "</tr>\n";
 }
 
+std::string countText(size_t count, const char* what) {
+    return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
+}
+
 std::string link(const std::string& anchor, const std::string& text) {
     return "<a href='#" + anchor + "'>" + escapeMarkup(text) + "</a>";
 }
@@ -197,7 +201,7 @@ std::string pairSection(const HuevaneModelPair& pair, const std::string& documen
     const HuevaneModelPair* same = pair.built ? directory.findSequence(sequence, pair) : nullptr;
     if (same != nullptr) {
         // Thousands of modes may send one set of LUTs: one line each, not a table.
-        html += "<p>Sends the same " + std::to_string(pair.luts.size()) + " LUTs as " +
+        html += "<p>Sends the same " + countText(pair.luts.size(), "LUT") + " as " +
                 link(pairAnchor(*same), pairName(*same)) + ", written at " + escapeMarkup(lines) +
                 ".</p>\n";
     } else {
@@ -254,10 +258,6 @@ std::string findingsSection(const std::vector<HuevaneFinding>& findings) {
                 std::to_string(rule.second) + " in all); huevane-tool lint lists every one.</p>\n";
     }
     return html;
-}
-
-std::string countText(size_t count, const char* what) {
-    return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
 }
 
 std::string countsBanner(const std::vector<HuevaneFinding>& findings) {

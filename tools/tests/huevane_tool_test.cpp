@@ -228,6 +228,139 @@ INSTANTIATE_TEST_SUITE_P(
                          "none.xml:0: error: cannot read: No such file or directory"},
                 ExitCase{{"lint", DATA + "/lint_broken.xml"}, 1, "", "[xml-error]"}));
 
+const std::string TEXTS = DATA + "/lint_texts.xml";
+const std::string UNENDED = DATA + "/devices/target_unended";
+const std::string LEFT_OUT = DATA + "/devices/matrix_left_out";
+// An extension LUT too long for the sample's parcel buffer.
+std::string getLongExtension() {
+    std::string text = "hsc:1";
+    for (int i = 0; i < 1500; i++) text += ",7";
+    return text;
+}
+const std::string LONG_HSC = getLongExtension();
+
+// Verdicts that must match what the device receives, and problems that must not pass in silence.
+INSTANTIATE_TEST_SUITE_P(
+        Verdicts, ToolExit,
+        ::testing::Values(
+                // lint reads LUT texts and ids as the library does.
+                ExitCase{{"lint", TEXTS},
+                         1,
+                         "2 errors, 5 warnings",
+                         TEXTS + ":7: error: <degamma> value at index 3 is 'O', not a number"},
+                ExitCase{{"lint", TEXTS},
+                         1,
+                         "",
+                         TEXTS + ":8: warning: <gamma> has an empty text (an external entity "
+                                 "reads as empty)"},
+                ExitCase{{"lint", TEXTS},
+                         1,
+                         "",
+                         TEXTS + ":11: warning: mode_id='-1' is offered to the compositor as "
+                                 "4294967295"},
+                ExitCase{{"lint", TEXTS},
+                         1,
+                         "",
+                         TEXTS + ":12: error: mode_id='4294967297' is outside the signed 32-bit "
+                                 "range: it reads as absent (4294967295)"},
+                ExitCase{{"lint", TEXTS},
+                         1,
+                         "",
+                         TEXTS + ":13: warning: mode_id='7x' reads as 7: the library ignores what "
+                                 "follows the number [number-trailing]"},
+                // libxml2's own words, on one line, under a rule.
+                ExitCase{{"lint", DATA + "/lint_broken.xml"},
+                         1,
+                         "",
+                         "lint_broken.xml:5: error: XML: Opening and ending tag mismatch: mode "
+                         "line 3 and mod (the library cannot read this document) [xml-error]\n"},
+                // modes names what the reader did without, and the node the name came from.
+                ExitCase{{"--root", UNENDED, "modes"},
+                         0,
+                         "  target name   /sys/class/pvx/pvx/xml: panel.xm\n"
+                         "  calibration   /vendor/etc/pvx/calib_data_colormode0.xml\n",
+                         "pvx/xml:0: warning: the target name 'panel.xml' does not end with a "
+                         "newline: the library drops its last byte and looks for 'panel.xm' "
+                         "[target-name]"},
+                ExitCase{{"--root", UNENDED, "modes"},
+                         0,
+                         "",
+                         "calib_data_colormode0.xml:6: warning: sub document " + UNENDED +
+                                 "/vendor/etc/pvx/calib_data_colormode0_missing.xml (subxml "
+                                 "'missing') does not exist"},
+                // explain warns where a stored matrix is left out of the product.
+                ExitCase{{"--root", LEFT_OUT, "explain", "--mode", "0"},
+                         0,
+                         "LUT 1       gamma_matrix (node 6) attr 255,255,255,255 at offset 35, 68 "
+                         "bytes",
+                         "calib_data_colormode0.xml:8: warning: <gamma_matrix> has a value "
+                         "outside the signed 32-bit fixed-point range: it is sent as written and "
+                         "left out of the stage's product"},
+                ExitCase{{"--root", LEFT_OUT, "explain", "--mode", "1"},
+                         0,
+                         "parcel      74 bytes, 1 LUT: ",
+                         "calib_data_colormode0.xml:12: warning: <linear_matrix> does not read as "
+                         "a matrix text"},
+                // Attribute values judged as lint judges XML.
+                ExitCase{{"--root", DEVICE, "explain", "--mode", "0", "--attributes", "1 x 300 -2",
+                          "--extension", "hsc:1"},
+                         0,
+                         "attr 1,0,44,254",
+                         "warning: --attributes value '300' is not a number from 0 to 255: the "
+                         "library sends attribute byte 44"},
+                ExitCase{{"--root", DEVICE, "--strict", "parcel", "--mode", "0", "--extension",
+                          "hsc:1", "--attributes", "1 x"},
+                         1,
+                         "",
+                         "error: --attributes value 'x' is not a number from 0 to 255: the "
+                         "library sends attribute byte 0"},
+                // A numeric node id names the same node as its name.
+                ExitCase{{"--root", DEVICE, "parcel", "--mode", "0", "--extension", "8:1,2,3"},
+                         0,
+                         "hsc (node 8)",
+                         ""},
+                // A refused parcel says why, with the size rule's numbers.
+                ExitCase{{"--root", DEVICE, "parcel", "--mode", "0", "--extension", LONG_HSC},
+                         1,
+                         "",
+                         "huevane-tool: error: the parcel needs "},
+                ExitCase{{"decode", DATA + "/truncated.parcel"},
+                         1,
+                         "parcel      total_size 100, seq_num 3, 2 LUTs, 40 bytes read\n",
+                         ""},
+                // diff by meaning: a replacing LUT changed, ids offered twice, the order.
+                ExitCase{{"diff", DATA + "/diff_lists_a.xml", DATA + "/diff_lists_b.xml"},
+                         1,
+                         "mode_added  mode 3: vivid, gamut 2 and vivid_hdr, gamut 2\n"
+                         "mode_offered_twice  mode 3: offered 2 times: vivid, gamut 2 and "
+                         "vivid_hdr, gamut 2\n"
+                         "mode_order  modes: 0, 1, 2 -> 0, 2, 1\n"
+                         "lut_changed  mode 0, intent 0: degamma attr 1,255,255,255  A " +
+                                 DATA + "/diff_lists_a.xml:6  B " + DATA +
+                                 "/diff_lists_b.xml:7: 1 of 4 values differ; first at index 3: "
+                                 "40 -> 44\n4 differences\n",
+                         ""},
+                ExitCase{{"diff", DATA + "/good.parcel", DATA + "/bad_crc.parcel"},
+                         1,
+                         "entry_changed  entry 0: crc 0xFF2C on both sides; B's crc does not "
+                         "match its text, B's text gives 0xFF44\n",
+                         ""},
+                ExitCase{{"diff", DATA + "/good.parcel", DATA + "/diff_a.xml"},
+                         2,
+                         "",
+                         "diff compares a parcel with a parcel, not with a calibration"},
+                // Messages in the tool's words.
+                ExitCase{{"help", "report"}, 0, "[--fail-above DE]\n", ""},
+                ExitCase{{"--root", DEVICE, "report", "--fail-above", "2000"},
+                         2,
+                         "",
+                         "huevane-tool: error: --fail-above needs a number from 0 to 1000, not "
+                         "'2000'\n"},
+                ExitCase{{"--log-level", "7.5", "modes"},
+                         2,
+                         "",
+                         "--log-level needs a whole number from 0 to 100, not '7.5'"}));
+
 // Every JSON document parses, with snake_case keys; one field that would catch a swap each.
 struct JsonCase {
     std::vector<std::string> args;
@@ -288,7 +421,31 @@ INSTANTIATE_TEST_SUITE_P(
                           "hsc:1", "--attributes", "1 2 3 4", "--extension", "scl:2"},
                          0,
                          "/entries/2/attr",
-                         {255, 255, 255, 255}}));
+                         {255, 255, 255, 255}},
+                // Failures stay one JSON document, the problems inside.
+                JsonCase{{"--json", "--root", DATA + "/devices/wrong_root", "modes"},
+                         1,
+                         "/problems/1/rule",
+                         "root-wrong"},
+                JsonCase{{"--json", "--root", DEVICE, "parcel", "--mode", "0", "--extension",
+                          LONG_HSC},
+                         1,
+                         "/problems/0/severity",
+                         "error"},
+                JsonCase{{"--json", "--root", UNENDED, "modes"}, 0, "/target_name/name", "panel.xm"},
+                JsonCase{{"--root", DEVICE, "parcel", "--json", "--mode", "0", "--extension",
+                          "8:1,2,3"},
+                         0,
+                         "/entries/2/node",
+                         "hsc"},
+                JsonCase{{"--root", DEVICE, "explain", "--json", "--mode", "1"},
+                         0,
+                         "/entries/2/stored/total_size",
+                         143},
+                JsonCase{{"--json", "diff", DATA + "/good.parcel", DATA + "/bad_crc.parcel"},
+                         1,
+                         "/differences/0/b_value",
+                         "0xFF2C"}));
 
 TEST(ToolParcel, RawBytesDecodeAsTheyWerePrinted) {
     const std::string file = scratchPath("warm.parcel");
@@ -310,6 +467,55 @@ TEST(ToolParcel, RawBytesDecodeAsTheyWerePrinted) {
     EXPECT_EQ(decoded.status, TOOL_OK);
     // The printed parcel is the decoded one behind two request lines.
     EXPECT_EQ(printed.out.substr(printed.out.find("parcel ")), decoded.out);
+}
+
+// -o FILE: lint writes its findings there; a command that fails before its output leaves the
+// file as it was.
+TEST(ToolOutput, FindingsGoToTheFileAndAFailureLeavesItAlone) {
+    const std::string file = scratchPath("findings.txt");
+    const ToolRun lint = runTool({"lint", "-o", file, TEXTS});
+    EXPECT_EQ(lint.status, TOOL_FAILED);
+    EXPECT_EQ(lint.out + lint.err, "");
+    std::ifstream written(file);
+    const std::string findings((std::istreambuf_iterator<char>(written)), {});
+    EXPECT_NE(findings.find(TEXTS + ":7: error: "), std::string::npos) << findings;
+    EXPECT_NE(findings.find("2 errors, 5 warnings, 0 notes in 1 file\n"), std::string::npos);
+    for (const std::vector<std::string>& failing :
+         {std::vector<std::string>{"--root", DEVICE, "parcel", "--mode", "9", "-o", file},
+          std::vector<std::string>{"--root", DEVICE, "plot", "--mode", "0", "--node", "nope", "-o",
+                                   file},
+          std::vector<std::string>{"decode", DATA + "/none.parcel", "-o", file}}) {
+        EXPECT_NE(runTool(failing).status, TOOL_OK) << failing[2];
+        std::ifstream again(file);
+        EXPECT_EQ(std::string((std::istreambuf_iterator<char>(again)), {}), findings) << failing[2];
+    }
+}
+
+TEST(ToolDecode, ControlBytesInATextArePrintedVisibly) {
+    std::ifstream good(DATA + "/good.parcel", std::ios::binary);
+    std::string bytes((std::istreambuf_iterator<char>(good)), std::istreambuf_iterator<char>());
+    bytes[12 + 12 + 2] = '\x01';  // "0,16,..." becomes "0,\x016,..."
+    const std::string file = scratchPath("control.parcel");
+    std::ofstream(file, std::ios::binary) << bytes;
+    const ToolRun run = runTool({"decode", file});
+    EXPECT_EQ(run.status, TOOL_FAILED);  // the CRC no longer matches
+    EXPECT_NE(run.out.find("text      10 bytes: 0,\\x016,32,64\n"), std::string::npos) << run.out;
+    EXPECT_EQ(run.out.find('\x01'), std::string::npos);
+}
+
+TEST(ToolDecode, AnEntryHeaderEndingAtTheParcelsEndHasNoText) {
+    std::ifstream good(DATA + "/good.parcel", std::ios::binary);
+    std::string bytes((std::istreambuf_iterator<char>(good)), std::istreambuf_iterator<char>());
+    bytes.resize(24);  // the parcel header and the first entry's header, nothing after
+    bytes[2] = 24;
+    bytes[6] = 1;  // num_data
+    const std::string file = scratchPath("header_only.parcel");
+    std::ofstream(file, std::ios::binary) << bytes;
+    const ToolRun run = runTool({"decode", file});
+    EXPECT_EQ(run.status, TOOL_FAILED);
+    EXPECT_NE(run.out.find("error: total_size 23 runs past the end of the parcel (12 bytes left)"),
+              std::string::npos)
+            << run.out;
 }
 
 TEST(ToolDecode, AnEntryOneByteLongerThanTheParcelIsCaught) {
