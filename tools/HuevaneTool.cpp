@@ -34,6 +34,8 @@ const HuevaneToolCommand COMMANDS[] = {
          setupExplainCommand},
         {"plot", "the LUTs of one mode and intent as an SVG picture", setupPlotCommand},
         {"report", "one self-contained HTML page for a device's calibration", setupReportCommand},
+        {"replay", "rebuild a device's parcels from its log and compare them with the printed ones",
+         setupReplayCommand},
 };
 
 const char* const DESCRIPTION =

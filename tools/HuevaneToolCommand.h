@@ -63,5 +63,6 @@ HuevaneToolRun setupDiffCommand(CLI::App& command);
 HuevaneToolRun setupExplainCommand(CLI::App& command);
 HuevaneToolRun setupPlotCommand(CLI::App& command);
 HuevaneToolRun setupReportCommand(CLI::App& command);
+HuevaneToolRun setupReplayCommand(CLI::App& command);
 
 #endif  // HUEVANE_TOOLS_HUEVANETOOLCOMMAND_H
