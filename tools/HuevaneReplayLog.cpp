@@ -271,6 +271,8 @@ class LogSorter {
     bool mHasPending = false;
     Message mPending;
     std::map<int, long> mAmbiguousReported;  // per process, the first line reported
+    static constexpr long UNKNOWN_REPORTED = 5;
+    long mUnknown = 0;
 };
 
 bool LogSorter::continues(const HuevaneLogLine& line) const {
@@ -328,6 +330,10 @@ void LogSorter::take(const HuevaneLogLine& line) {
 void LogSorter::finish() {
     if (mHasPending) dispatch(mPending);
     mHasPending = false;
+    if (mUnknown > UNKNOWN_REPORTED) {
+        problem(0, false, "and " + std::to_string(mUnknown - UNKNOWN_REPORTED) +
+                                  " more libhuevane lines replay does not know, skipped");
+    }
     for (auto& entry : mStreams) {
         Stream& stream = entry.second;
         if (!stream.inPrint) continue;
@@ -453,8 +459,10 @@ void LogSorter::dispatch(const Message& m) {
             stream.failDetail = std::string(getBody(m));
             return;
         case Kind::UNKNOWN:
-            problem(m.line, false, "a libhuevane line replay does not know, skipped: '" +
-                                           std::string(getBody(m)).substr(0, 80) + "'");
+            if (++mUnknown <= UNKNOWN_REPORTED) {
+                problem(m.line, false, "a libhuevane line replay does not know, skipped: '" +
+                                               std::string(getBody(m)).substr(0, 80) + "'");
+            }
             return;
         default:
             dispatchItem(m, c, stream);
@@ -465,6 +473,21 @@ void LogSorter::dispatchItem(const Message& m, const Classified& c, Stream& stre
     const size_t index = attribute(m);
     if (index == NO_ENGINE) return;
     ReplayEngineLog& engine = mLog->engines[index];
+    // "failed to fill luts" is written at every log level; everything else from level 2 on.
+    if (c.kind != Kind::FAILED && !engine.traced) {
+        engine.traced = true;
+        engine.tracedLine = m.line;
+    }
+    if (c.kind == Kind::PRINT_START) {  // read through even for a stopped engine, then dropped
+        stream.inPrint = true;
+        stream.printEngine = index;
+        stream.step = 0;
+        stream.numData = 0;
+        stream.print = ReplayPrintedParcel();
+        stream.print.line = m.line;
+        stream.print.finalNewlineShown = isFinalNewlineShown(m.form);
+        return;
+    }
     if (engine.stopLine != 0) return;
     ReplayLogItem item;
     item.line = m.line;
@@ -491,26 +514,13 @@ void LogSorter::dispatchItem(const Message& m, const Classified& c, Stream& stre
             break;
         case Kind::MODE_HEADING:
             engine.modes.clear();
-            engine.traced = true;
             return;
         case Kind::MODE_ENTRY:
             engine.modes.push_back({m.line, getPrintedId(c.numbers[0]),
                                     getPrintedId(c.numbers[1]), c.rest});
-            engine.traced = true;
             return;
         case Kind::INTENT_LIST:
         case Kind::SOURCE_DUMP:
-            engine.traced = true;
-            return;
-        case Kind::PRINT_START:
-            engine.traced = true;
-            stream.inPrint = true;
-            stream.printEngine = index;
-            stream.step = 0;
-            stream.numData = 0;
-            stream.print = ReplayPrintedParcel();
-            stream.print.line = m.line;
-            stream.print.finalNewlineShown = isFinalNewlineShown(m.form);
             return;
         case Kind::PRINT_LINE:
             stop(index, m.line,
@@ -523,7 +533,6 @@ void LogSorter::dispatchItem(const Message& m, const Classified& c, Stream& stre
                          std::string(getBody(m)).substr(0, 80) + "'");
             return;
     }
-    if (item.kind != ReplayLogItem::FAILED) engine.traced = true;
     engine.items.push_back(std::move(item));
 }
 

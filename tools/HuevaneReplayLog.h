@@ -88,7 +88,8 @@ struct ReplayEngineLog {
     std::vector<ReplayListedMode> modes;  // its last dumpColorModeList
     std::vector<ReplayLogItem> items;
     std::vector<ReplayPrintedParcel> prints;
-    bool traced = false;   // it wrote lines of log level 2 or more
+    bool traced = false;   // it wrote lines of log level 2 or more ...
+    long tracedLine = 0;   // ... the first of them here
     long stopLine = 0;     // its lines from here on could not be used; 0 when all could
     std::string stopReason;
     bool superseded = false;  // a later engine of the same display in the same process

@@ -1,6 +1,8 @@
 // huevane-tool replay LOG: rebuilds a device's parcels from its log on the device tree of
 // --root, and says for every update whether the rebuilt parcel is the one the device printed,
 // or where they first differ and where the rebuilt entry came from.
+#include <sys/stat.h>
+
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <memory>
@@ -19,8 +21,18 @@
 namespace {
 
 const char* const LIBRARY_TAG = "libhuevane";
-// Far beyond what `adb logcat -d` holds; a larger file is no capture.
-constexpr size_t LOG_MAX_BYTES = size_t{1} << 30;
+// logd keeps at most some tens of megabytes in all its buffers; a larger file is no capture.
+constexpr size_t LOG_MAX_BYTES = size_t{256} << 20;
+
+// The file is read into a buffer of the bound's size: a file's own size is bound enough.
+size_t getReadBound(const std::string& path) {
+    struct stat info;
+    if (path == "-" || stat(path.c_str(), &info) != 0 || !S_ISREG(info.st_mode) ||
+        static_cast<uint64_t>(info.st_size) >= LOG_MAX_BYTES) {
+        return LOG_MAX_BYTES;
+    }
+    return static_cast<size_t>(info.st_size);
+}
 // Open readings turned over together before one update: at most 2^6 replays.
 constexpr size_t OPEN_READINGS_TRIED = 6;
 
@@ -42,51 +54,58 @@ struct ReplaySession {
     bool unusable = false;  // an error: exit 2
 };
 
-size_t getFirstDifference(const ReplayEngineRun& run, size_t from) {
-    for (size_t u = from; u < run.updates.size(); u++) {
-        if (run.updates[u].result == ReplayUpdate::DIFFERENT) return u;
+// The first line after `after` where the replay goes wrong: an update that differs, or where
+// the requests could not be rebuilt further; 0 when none.
+long getTrouble(const EngineReplay& engine, long after) {
+    for (const ReplayUpdate& u : engine.run.updates) {
+        if (u.result == ReplayUpdate::DIFFERENT && u.line > after) return u.line;
     }
-    return run.updates.size();
+    return engine.requests.stopLine > after ? engine.requests.stopLine : 0;
+}
+
+bool isLater(long trouble, long than) {
+    return trouble == 0 || trouble > than;
 }
 
 // Where the log reads two ways (a gamma_matrix LUT without attributes that either caller
-// source could have staged), the reading under which the device's parcels come out is the
-// one the device took. Each update that differs turns over the open readings before it.
+// source could have staged), the reading under which the requests follow on and the device's
+// parcels come out is the one the device took. Each place where the replay goes wrong turns
+// over the open readings before it that no earlier place has turned over.
 void replayWithReadings(const std::string& root, int logLevel, EngineReplay* engine) {
     std::vector<bool> alternatives;
     engine->requests = rebuildReplayRequests(*engine->log, alternatives);
     engine->run = replayEngineLog(root, engine->display, *engine->log, engine->requests, logLevel);
     size_t settled = 0;
-    size_t from = 0;
-    for (;;) {
-        const size_t u = getFirstDifference(engine->run, from);
-        if (u == engine->run.updates.size()) return;
-        const long line = engine->run.updates[u].line;
+    long accepted = 0;  // differences up to this line are the device's own
+    for (long trouble = getTrouble(*engine, accepted); trouble != 0;
+         trouble = getTrouble(*engine, accepted)) {
         const std::vector<long>& decisions = engine->requests.decisions;
         const size_t open = static_cast<size_t>(
-                std::lower_bound(decisions.begin(), decisions.end(), line) - decisions.begin());
+                std::lower_bound(decisions.begin(), decisions.end(), trouble) - decisions.begin());
         bool found = false;
         if (open > settled) {
             const size_t tried = std::min(open - settled, OPEN_READINGS_TRIED);
             for (size_t mask = 1; mask < (size_t{1} << tried) && !found; mask++) {
-                std::vector<bool> turned = alternatives;
-                turned.resize(open, false);
+                EngineReplay turned = *engine;
+                std::vector<bool> readings = alternatives;
+                readings.resize(open, false);
                 for (size_t b = 0; b < tried; b++) {
-                    if ((mask >> b) & 1) turned[open - tried + b] = !turned[open - tried + b];
+                    if ((mask >> b) & 1) readings[open - tried + b] = !readings[open - tried + b];
                 }
-                ReplayRequests requests = rebuildReplayRequests(*engine->log, turned);
-                ReplayEngineRun run =
-                        replayEngineLog(root, engine->display, *engine->log, requests, logLevel);
-                if (getFirstDifference(run, 0) > u) {
+                turned.requests = rebuildReplayRequests(*engine->log, readings);
+                turned.run = replayEngineLog(root, engine->display, *engine->log, turned.requests,
+                                             logLevel);
+                if (isLater(getTrouble(turned, accepted), trouble)) {
                     found = true;
-                    alternatives = std::move(turned);
-                    engine->requests = std::move(requests);
-                    engine->run = std::move(run);
+                    alternatives = std::move(readings);
+                    *engine = std::move(turned);
                 }
             }
             settled = open;
         }
-        if (!found) from = u + 1;
+        if (found) continue;
+        if (trouble == engine->requests.stopLine) return;
+        accepted = trouble;
     }
 }
 
@@ -153,8 +172,11 @@ void reportLogProblems(HuevaneToolContext& context, ReplaySession& session) {
     }
 }
 
-bool hasPrint(const ReplayEngineLog& engine) {
-    return !engine.prints.empty();
+bool hasUpdate(const ReplayEngineLog& engine) {
+    for (const ReplayLogItem& item : engine.items) {
+        if (item.kind == ReplayLogItem::PRINT || item.kind == ReplayLogItem::FAILED) return true;
+    }
+    return false;
 }
 
 // The engines to replay: those of --display when it is given, each with the display its
@@ -176,16 +198,18 @@ bool selectEngines(HuevaneToolContext& context, bool displayGiven, ReplaySession
         engine.number = i + 1;
         engine.displayFromLog = log.display >= 0;
         engine.display = log.display >= 0 ? static_cast<uint32_t>(log.display) : asked;
-        if (log.traced && (firstTrace == 0 || log.firstLine < firstTrace)) {
-            firstTrace = log.firstLine;
+        if (log.traced && (firstTrace == 0 || log.tracedLine < firstTrace)) {
+            firstTrace = log.tracedLine;
         }
         session.engines.push_back(std::move(engine));
     }
     bool traced = false;
     bool printed = false;
+    bool stopped = false;  // its reason is reported already
     for (const EngineReplay& engine : session.engines) {
         traced |= engine.log->traced;
-        printed |= hasPrint(*engine.log);
+        printed |= hasUpdate(*engine.log);
+        stopped |= engine.log->stopLine != 0;
     }
     if (session.engines.empty() && displayGiven) {
         diagnostics.error(session.path, 0,
@@ -194,6 +218,7 @@ bool selectEngines(HuevaneToolContext& context, bool displayGiven, ReplaySession
                                   (displays.empty() ? "none" : displays) + ")");
         return false;
     }
+    if (stopped) return true;
     if (!traced) {
         diagnostics.error(session.path, firstLine,
                           "the library's lines show no request: the engine's log level was "
@@ -246,7 +271,7 @@ bool checkTree(HuevaneToolContext& context, ReplaySession& session, const Engine
 
 void replayEngines(HuevaneToolContext& context, ReplaySession& session) {
     for (EngineReplay& engine : session.engines) {
-        if (!hasPrint(*engine.log)) {
+        if (!hasUpdate(*engine.log) && engine.log->stopLine == 0) {
             context.diagnostics.note(session.path, engine.log->firstLine,
                                      "engine " + std::to_string(engine.number) +
                                              " prints no parcel: nothing to compare");
@@ -516,7 +541,7 @@ bool isDisplayGiven(const CLI::App& command) {
 int runReplay(HuevaneToolContext& context, const std::string& path) {
     ReplaySession session;
     session.path = path;
-    const HuevaneToolFileRead file = readToolFile(path, LOG_MAX_BYTES);
+    const HuevaneToolFileRead file = readToolFile(path, getReadBound(path));
     if (!file.ok || file.truncated) {
         context.diagnostics.error(path, 0,
                                   file.ok ? "larger than a captured log can be" : "cannot read: " +
