@@ -85,7 +85,7 @@ ReplayDifference getDifference(std::string field, long lut, std::string lutName,
 class Replayer {
   public:
     Replayer(const std::string& root, uint32_t display, const ReplayEngineLog& log, int logLevel);
-    ReplayEngineRun run(const ReplayRequests& requests);
+    ReplayEngineRun run(const ReplayRequests& requests, long until);
 
   private:
     void stageExtension(const ReplayRequest& request);
@@ -184,7 +184,6 @@ void Replayer::stageExtension(const ReplayRequest& request) {
                 {lut.id, mTexts.back().c_str(), static_cast<uint32_t>(mTexts.back().size())});
         lines.push_back(lut.line);
         mCycleLuts.push_back(lut);
-        if (request.decision >= 0) mOpenLines.insert(lut.line);
     }
     mEntries.insert(mEntries.end(), call.begin(), call.end());
     mEntryLines.insert(mEntryLines.end(), lines.begin(), lines.end());
@@ -367,7 +366,7 @@ ReplayUpdate Replayer::update(const ReplayRequest& request) {
     return u;
 }
 
-ReplayEngineRun Replayer::run(const ReplayRequests& requests) {
+ReplayEngineRun Replayer::run(const ReplayRequests& requests, long until) {
     ReplayEngineRun out;
     for (const huevane::HuevaneDocumentRecord& document : mInspection->getAccount().documents) {
         if (document.outcome == huevane::HuevaneDocumentRecord::USED &&
@@ -378,12 +377,14 @@ ReplayEngineRun Replayer::run(const ReplayRequests& requests) {
     }
     IHuevane& engine = mInspection->getEngine();
     out.treeModes = engine.getColorModes();
+    mOpenLines = requests.openLines;
     std::vector<size_t> updateItems;
     for (size_t i = 0; i < mLog.items.size(); i++) {
         const ReplayLogItem::Kind kind = mLog.items[i].kind;
         if (kind == ReplayLogItem::PRINT || kind == ReplayLogItem::FAILED) updateItems.push_back(i);
     }
     for (const ReplayRequest& request : requests.requests) {
+        if (until != 0 && request.line > until) return out;
         switch (request.kind) {
             case ReplayRequest::SET_MODE:
                 engine.setColorMode(request.mode);
@@ -394,7 +395,6 @@ ReplayEngineRun Replayer::run(const ReplayRequests& requests) {
             case ReplayRequest::TRANSFORM:
                 engine.setColorTransform(request.transform.data(), 0);
                 mTransformLine = request.line;
-                if (request.decision >= 0) mOpenLines.insert(request.line);
                 break;
             case ReplayRequest::EXTENSION:
                 stageExtension(request);
@@ -420,8 +420,8 @@ ReplayEngineRun Replayer::run(const ReplayRequests& requests) {
 
 ReplayEngineRun replayEngineLog(const std::string& root, uint32_t display,
                                 const ReplayEngineLog& log, const ReplayRequests& requests,
-                                int logLevel) {
+                                int logLevel, long until) {
     LogRoute route(logLevel >= 0);
     Replayer replayer(root, display, log, logLevel);
-    return replayer.run(requests);
+    return replayer.run(requests, until);
 }

@@ -63,10 +63,11 @@ struct ReplayEngineRun {
     std::vector<HuevaneMode> treeModes;
 };
 
-// Replays `requests` on a new engine of `display` in the tree at `root`. `logLevel` >= 0 sets
-// the replayed engine's own log level (its lines then reach stderr).
+// Replays `requests` on a new engine of `display` in the tree at `root`, those up to line
+// `until` when it is not 0. `logLevel` >= 0 sets the replayed engine's own log level (its lines
+// then reach stderr).
 ReplayEngineRun replayEngineLog(const std::string& root, uint32_t display,
                                 const ReplayEngineLog& log, const ReplayRequests& requests,
-                                int logLevel);
+                                int logLevel, long until = 0);
 
 #endif  // HUEVANE_TOOLS_HUEVANEREPLAYENGINE_H

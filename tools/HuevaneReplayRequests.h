@@ -4,14 +4,17 @@
 // extension source's dump. Both sources dump every LUT staged since the last update after each
 // call, so a call's own LUTs are what its dump adds to the one before.
 //
-// Two readings are open where a dump line could be either source's: a gamma_matrix LUT without
-// attributes whose text is a transform's. Each such place is a decision, read as a colour
-// transform unless the caller asks for the other reading.
+// The dumps of one cycle (from one built parcel to the next) are read as a whole: each dump must
+// repeat what its source held, and only the transform source warns before it dumps a second
+// time. Where more than one reading fits every line (a gamma_matrix LUT without attributes that
+// either source could have staged), the cycle is open: its readings that stage different LUTs
+// are kept, the first being the one taken unless the caller asks for another.
 #ifndef HUEVANE_TOOLS_HUEVANEREPLAYREQUESTS_H
 #define HUEVANE_TOOLS_HUEVANEREPLAYREQUESTS_H
 
 #include <cstddef>
 #include <cstdint>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -34,20 +37,26 @@ struct ReplayRequest {
     huevane::mat4 transform{};
     std::vector<ReplayExtensionLut> luts;  // EXTENSION: the LUTs the call added
     size_t item = 0;                       // UPDATE: the engine's PRINT or FAILED item
-    int decision = -1;       // the open reading that made this request, or -1
     bool beforeLog = false;  // staged before the log begins: only a later dump shows it
+};
+
+// A cycle whose dumps read more than one way.
+struct ReplayOpenCycle {
+    long firstLine = 0;  // its first dump line
+    size_t readings = 0;
 };
 
 struct ReplayRequests {
     std::vector<ReplayRequest> requests;
-    std::vector<long> decisions;  // the line of each open reading, in order
-    long stopLine = 0;            // the requests from here on could not be rebuilt
+    std::vector<ReplayOpenCycle> open;  // in log order
+    std::set<long> openLines;  // dump lines some reading takes as the other source's
+    long stopLine = 0;         // the requests from here on could not be rebuilt
     std::string stopReason;
 };
 
-// `alternatives[i]`: read the i-th open place as an extension LUT rather than a transform.
+// `readings[i]`: which reading of the i-th open cycle to take (0, the first, when not given).
 ReplayRequests rebuildReplayRequests(const ReplayEngineLog& engine,
-                                     const std::vector<bool>& alternatives);
+                                     const std::vector<size_t>& readings);
 
 // The floats a transform's dumped matrix text comes from; false when no floats give that text.
 bool getTransformFromText(const std::string& text, huevane::mat4* transform);

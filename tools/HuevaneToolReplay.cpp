@@ -33,8 +33,6 @@ size_t getReadBound(const std::string& path) {
     }
     return static_cast<size_t>(info.st_size);
 }
-// Open readings turned over together before one update: at most 2^6 replays.
-constexpr size_t OPEN_READINGS_TRIED = 6;
 
 struct EngineReplay {
     const ReplayEngineLog* log = nullptr;
@@ -54,59 +52,75 @@ struct ReplaySession {
     bool unusable = false;  // an error: exit 2
 };
 
-// The first line after `after` where the replay goes wrong: an update that differs, or where
-// the requests could not be rebuilt further; 0 when none.
-long getTrouble(const EngineReplay& engine, long after) {
-    for (const ReplayUpdate& u : engine.run.updates) {
-        if (u.result == ReplayUpdate::DIFFERENT && u.line > after) return u.line;
+// Where a cycle's dumps read more than one way (a gamma_matrix LUT without attributes that
+// either caller source could have staged), the readings under which the requests follow on and
+// the device's parcels come out are the ones the device took. A matrix that a stage keeps may
+// show a wrong reading only cycles later, so the readings are followed cycle by cycle: every
+// reading of an open cycle is tried behind each of the best so far, and those under which the
+// fewest updates up to the next open cycle differ are kept.
+class ReadingSearch {
+  public:
+    ReadingSearch(const std::string& root, int logLevel, EngineReplay* engine)
+        : mRoot(root), mLogLevel(logLevel), mEngine(engine) {}
+    void run();
+
+  private:
+    struct Candidate {
+        std::vector<size_t> readings;
+        size_t score = 0;
+    };
+    size_t getScore(const std::vector<size_t>& readings, long until);
+
+    // Readings kept behind each open cycle.
+    static constexpr size_t KEPT = 16;
+    // Replays spent on one engine at most; then the best so far stands.
+    static constexpr int REPLAYS = 2000;
+    const std::string& mRoot;
+    int mLogLevel;
+    EngineReplay* mEngine;
+    int mReplays = REPLAYS;
+};
+
+// How wrong a replay up to `until` goes: updates that differ, and a stop weighs more than all.
+size_t ReadingSearch::getScore(const std::vector<size_t>& readings, long until) {
+    mReplays--;
+    const ReplayRequests requests = rebuildReplayRequests(*mEngine->log, readings);
+    const ReplayEngineRun run = replayEngineLog(mRoot, mEngine->display, *mEngine->log, requests,
+                                                mLogLevel, until);
+    size_t score = 0;
+    for (const ReplayUpdate& u : run.updates) {
+        if (until == 0 || u.line <= until) score += u.result == ReplayUpdate::DIFFERENT;
     }
-    return engine.requests.stopLine > after ? engine.requests.stopLine : 0;
+    if (requests.stopLine != 0 && (until == 0 || requests.stopLine <= until)) score += 1 << 20;
+    return score;
 }
 
-bool isLater(long trouble, long than) {
-    return trouble == 0 || trouble > than;
-}
-
-// Where the log reads two ways (a gamma_matrix LUT without attributes that either caller
-// source could have staged), the reading under which the requests follow on and the device's
-// parcels come out is the one the device took. Each place where the replay goes wrong turns
-// over the open readings before it that no earlier place has turned over.
-void replayWithReadings(const std::string& root, int logLevel, EngineReplay* engine) {
-    std::vector<bool> alternatives;
-    engine->requests = rebuildReplayRequests(*engine->log, alternatives);
-    engine->run = replayEngineLog(root, engine->display, *engine->log, engine->requests, logLevel);
-    size_t settled = 0;
-    long accepted = 0;  // differences up to this line are the device's own
-    for (long trouble = getTrouble(*engine, accepted); trouble != 0;
-         trouble = getTrouble(*engine, accepted)) {
-        const std::vector<long>& decisions = engine->requests.decisions;
-        const size_t open = static_cast<size_t>(
-                std::lower_bound(decisions.begin(), decisions.end(), trouble) - decisions.begin());
-        bool found = false;
-        if (open > settled) {
-            const size_t tried = std::min(open - settled, OPEN_READINGS_TRIED);
-            for (size_t mask = 1; mask < (size_t{1} << tried) && !found; mask++) {
-                EngineReplay turned = *engine;
-                std::vector<bool> readings = alternatives;
-                readings.resize(open, false);
-                for (size_t b = 0; b < tried; b++) {
-                    if ((mask >> b) & 1) readings[open - tried + b] = !readings[open - tried + b];
-                }
-                turned.requests = rebuildReplayRequests(*engine->log, readings);
-                turned.run = replayEngineLog(root, engine->display, *engine->log, turned.requests,
-                                             logLevel);
-                if (isLater(getTrouble(turned, accepted), trouble)) {
-                    found = true;
-                    alternatives = std::move(readings);
-                    *engine = std::move(turned);
-                }
+void ReadingSearch::run() {
+    const std::vector<ReplayOpenCycle> open = rebuildReplayRequests(*mEngine->log, {}).open;
+    std::vector<Candidate> kept = {{}};
+    for (size_t c = 0; c < open.size() && mReplays > 0; c++) {
+        const long until = c + 1 < open.size() ? open[c + 1].firstLine - 1 : 0;
+        std::vector<Candidate> tried;
+        size_t best = SIZE_MAX;
+        for (const Candidate& candidate : kept) {
+            for (size_t r = 0; r < open[c].readings && mReplays > 0; r++) {
+                Candidate next{candidate.readings, 0};
+                next.readings.resize(c + 1, 0);
+                next.readings[c] = r;
+                next.score = getScore(next.readings, until);
+                best = std::min(best, next.score);
+                tried.push_back(std::move(next));
             }
-            settled = open;
         }
-        if (found) continue;
-        if (trouble == engine->requests.stopLine) return;
-        accepted = trouble;
+        if (tried.empty()) break;
+        kept.clear();
+        for (Candidate& candidate : tried) {
+            if (candidate.score == best && kept.size() < KEPT) kept.push_back(std::move(candidate));
+        }
     }
+    mEngine->requests = rebuildReplayRequests(*mEngine->log, kept.front().readings);
+    mEngine->run =
+            replayEngineLog(mRoot, mEngine->display, *mEngine->log, mEngine->requests, mLogLevel);
 }
 
 std::string getFormsText(const HuevaneLogRead& read) {
@@ -277,7 +291,7 @@ void replayEngines(HuevaneToolContext& context, ReplaySession& session) {
                                              " prints no parcel: nothing to compare");
             continue;
         }
-        replayWithReadings(context.common.root, context.common.logLevel, &engine);
+        ReadingSearch(context.common.root, context.common.logLevel, &engine).run();
         engine.replayed = true;
         if (!checkTree(context, session, engine)) {
             session.unusable = true;
