@@ -113,6 +113,11 @@ struct Capture {
     std::string host;
 };
 
+// CTest runs the tests of this file as processes side by side: each keeps to its own files.
+std::string getScratchPath(const std::string& name) {
+    return ::testing::TempDir() + "huevane_replay_" + std::to_string(getpid()) + "_" + name;
+}
+
 std::string readFile(const std::string& path) {
     std::ifstream in(path, std::ios::binary);
     return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
@@ -149,7 +154,7 @@ Capture capture(const std::string& root, const std::vector<EngineScript>& engine
                 bool threads = false) {
     gRecords.clear();
     gClock = 0;
-    const std::string stderrPath = ::testing::TempDir() + "replay_stderr";
+    const std::string stderrPath = getScratchPath("stderr");
     fflush(stderr);
     const int saved = dup(2);
     const int file = open(stderrPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
@@ -221,8 +226,8 @@ struct ToolRun {
     std::string err;
 };
 
-std::string writeLog(const std::string& text, const std::string& name = "replay.log") {
-    const std::string path = ::testing::TempDir() + name;
+std::string writeLog(const std::string& text) {
+    const std::string path = getScratchPath("replay.log");
     std::ofstream(path, std::ios::binary) << text;
     return path;
 }
