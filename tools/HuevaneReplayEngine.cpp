@@ -37,8 +37,8 @@ class LogRoute {
 
 std::string getLutName(int id, const int* attr) {
     return huevane::getNodeLabel(id) + " (node " + std::to_string(id) + ") attr " +
-           std::to_string(attr[0]) + "," + std::to_string(attr[1]) + "," +
-           std::to_string(attr[2]) + "," + std::to_string(attr[3]);
+           std::to_string(attr[0]) + "," + std::to_string(attr[1]) + "," + std::to_string(attr[2]) +
+           "," + std::to_string(attr[3]);
 }
 
 std::string getLutName(const pvx_colormode_data_header& h) {
@@ -70,8 +70,8 @@ std::string getPrintedText(const std::string& text, bool finalNewlineShown) {
     return printed;
 }
 
-ReplayDifference getDifference(std::string field, long lut, std::string lutName,
-                               std::string device, std::string rebuilt, long offset = -1) {
+ReplayDifference getDifference(std::string field, long lut, std::string lutName, std::string device,
+                               std::string rebuilt, long offset = -1) {
     ReplayDifference d;
     d.field = std::move(field);
     d.lut = lut;
@@ -173,15 +173,13 @@ void Replayer::stageExtension(const ReplayRequest& request) {
     for (const ReplayExtensionLut& lut : request.luts) {
         if (!std::equal(lut.attr, lut.attr + 4, current)) {
             std::copy(lut.attr, lut.attr + 4, current);
-            mTexts.push_back(std::to_string(lut.attr[0]) + " " + std::to_string(lut.attr[1]) +
-                             " " + std::to_string(lut.attr[2]) + " " +
-                             std::to_string(lut.attr[3]));
+            mTexts.push_back(std::to_string(lut.attr[0]) + " " + std::to_string(lut.attr[1]) + " " +
+                             std::to_string(lut.attr[2]) + " " + std::to_string(lut.attr[3]));
             call.push_back({0, mTexts.back().c_str(), static_cast<uint32_t>(mTexts.back().size())});
             lines.push_back(lut.line);
         }
         mTexts.push_back(lut.text);
-        call.push_back(
-                {lut.id, mTexts.back().c_str(), static_cast<uint32_t>(mTexts.back().size())});
+        call.push_back({lut.id, mTexts.back().c_str(), static_cast<uint32_t>(mTexts.back().size())});
         lines.push_back(lut.line);
         mCycleLuts.push_back(lut);
     }
@@ -198,7 +196,8 @@ void Replayer::endCycle() {
     for (const ReplayExtensionLut& lut : mCycleLuts) {
         bool enabled = false;
         huevane::mat4 matrix;
-        if (huevane::isMatrixNode(lut.id) && huevane::getMatrixFromText(lut.text, &enabled, &matrix)) {
+        if (huevane::isMatrixNode(lut.id) &&
+            huevane::getMatrixFromText(lut.text, &enabled, &matrix)) {
             mStoredExtensionMatrixLine[getStageSlot(lut.id)] = lut.line;
         }
     }
@@ -219,8 +218,8 @@ void Replayer::checkSeqNum(const ReplayPrintedParcel& print, const HuevaneInspec
     const int due = (rebuilt + mSeqOffset) & 0xFF;
     if (print.seqNum == due) return;
     u->caveats.push_back("seq_num is " + std::to_string(print.seqNum) + " where " +
-                         std::to_string(due) + " was due: " +
-                         std::to_string((print.seqNum - due) & 0xFF) +
+                         std::to_string(due) +
+                         " was due: " + std::to_string((print.seqNum - due) & 0xFF) +
                          " updates before it are not in the log (lines lost, or a log level "
                          "below 3 meanwhile)");
     mSeqOffset = (print.seqNum - rebuilt) & 0xFF;
@@ -242,18 +241,18 @@ bool Replayer::compareLut(size_t k, const ReplayPrintedEntry& device,
         d = getDifference("magic", d.lut, d.lutName, getHex(device.magic), getHex(h.magic));
     } else if (device.headerSize != h.header_size) {
         d = getDifference("header_size", d.lut, d.lutName, std::to_string(device.headerSize),
-             std::to_string(h.header_size));
+                          std::to_string(h.header_size));
     } else {
         const std::string printed = getPrintedText(rebuilt.sent.second, finalNewlineShown);
         if (device.text != printed) {
             const auto mismatch = std::mismatch(device.text.begin(), device.text.end(),
                                                 printed.begin(), printed.end());
             const size_t at = static_cast<size_t>(mismatch.first - device.text.begin());
-            d = getDifference("text", d.lut, d.lutName, getExcerpt(device.text, at), getExcerpt(printed, at),
-                 static_cast<long>(at));
+            d = getDifference("text", d.lut, d.lutName, getExcerpt(device.text, at),
+                              getExcerpt(printed, at), static_cast<long>(at));
         } else if (device.totalSize != h.total_size) {
             d = getDifference("total_size", d.lut, d.lutName, std::to_string(device.totalSize),
-                 std::to_string(h.total_size));
+                              std::to_string(h.total_size));
         } else if (device.crc != h.crc) {
             d = getDifference("crc", d.lut, d.lutName, getHex(device.crc), getHex(h.crc));
         } else {
@@ -281,8 +280,9 @@ void Replayer::compare(const ReplayPrintedParcel& print, const HuevaneInspectedP
     if (!parcel.built) {
         u->result = ReplayUpdate::DIFFERENT;
         d = getDifference("built", -1, "", "built, " + std::to_string(print.totalSize) + " bytes",
-             "refused: it needs " + std::to_string(parcel.neededSize) + " bytes, more than the " +
-                     std::to_string(parcel.limit) + " it may use");
+                          "refused: it needs " + std::to_string(parcel.neededSize) +
+                                  " bytes, more than the " + std::to_string(parcel.limit) +
+                                  " it may use");
         return;
     }
     checkSeqNum(print, parcel, u);
@@ -294,8 +294,9 @@ void Replayer::compare(const ReplayPrintedParcel& print, const HuevaneInspectedP
     }
     u->result = ReplayUpdate::DIFFERENT;
     if (print.entries.size() != parcel.entries.size()) {
-        d = getDifference("luts", static_cast<long>(common), "", std::to_string(print.entries.size()),
-             std::to_string(parcel.entries.size()));
+        d = getDifference("luts", static_cast<long>(common), "",
+                          std::to_string(print.entries.size()),
+                          std::to_string(parcel.entries.size()));
         if (common < parcel.entries.size()) {
             d.lutName = getLutName(parcel.entries[common].sent.first);
             setSources(parcel.entries[common], &d);
@@ -310,10 +311,10 @@ void Replayer::compare(const ReplayPrintedParcel& print, const HuevaneInspectedP
         d = getDifference("magic", -1, "", getHex(print.magic), getHex(header.magic));
     } else if (print.headerSize != header.header_size) {
         d = getDifference("header_size", -1, "", std::to_string(print.headerSize),
-             std::to_string(header.header_size));
+                          std::to_string(header.header_size));
     } else if (print.totalSize != header.total_size) {
         d = getDifference("total_size", -1, "", std::to_string(print.totalSize),
-             std::to_string(header.total_size));
+                          std::to_string(header.total_size));
     } else {
         u->result = ReplayUpdate::IDENTICAL;
     }
@@ -326,17 +327,19 @@ void Replayer::compareFailure(const ReplayLogItem& item, const HuevaneInspectedP
     ReplayDifference& d = u->difference;
     if (parcel.built) {
         u->result = ReplayUpdate::DIFFERENT;
-        d = getDifference("built", -1, "", "refused" + (item.detail.empty() ? "" : ": " + item.detail),
-             "built, " + std::to_string(parcel.bytes.size()) + " bytes");
+        d = getDifference("built", -1, "",
+                          "refused" + (item.detail.empty() ? "" : ": " + item.detail),
+                          "built, " + std::to_string(parcel.bytes.size()) + " bytes");
         return;
     }
     long needed = 0;
     long limit = 0;
-    if (sscanf(item.detail.c_str(), "parcel needs %ld bytes, more than the %ld", &needed,
-               &limit) == 2 &&
+    if (sscanf(item.detail.c_str(), "parcel needs %ld bytes, more than the %ld", &needed, &limit) ==
+                2 &&
         needed != parcel.neededSize) {
         u->result = ReplayUpdate::DIFFERENT;
-        d = getDifference("needed_size", -1, "", std::to_string(needed), std::to_string(parcel.neededSize));
+        d = getDifference("needed_size", -1, "", std::to_string(needed),
+                          std::to_string(parcel.neededSize));
         return;
     }
     u->result = ReplayUpdate::IDENTICAL;
@@ -354,9 +357,10 @@ ReplayUpdate Replayer::update(const ReplayRequest& request) {
     }
     if (mLog.createdLine == 0) {
         if (mFirstUpdate) {
-            u.caveats.push_back("the log begins after the engine was created: what it had "
-                                "staged before line " +
-                                std::to_string(mLog.firstLine) + " is not in the log");
+            u.caveats.push_back(
+                    "the log begins after the engine was created: what it had "
+                    "staged before line " +
+                    std::to_string(mLog.firstLine) + " is not in the log");
         } else if (u.result == ReplayUpdate::DIFFERENT && !u.difference.stage.empty()) {
             u.caveats.push_back("the matrices the stages held when the log begins are unknown");
         }

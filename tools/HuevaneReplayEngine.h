@@ -27,24 +27,24 @@ struct ReplaySource {
 };
 
 struct ReplayDifference {
-    std::string field;  // "text", "total_size", "crc", "id", "attr", "magic", "header_size",
-                        // "luts", "built", "needed_size"
-    long lut = -1;      // the entry, or -1 for the parcel as a whole
-    std::string lutName;   // node and attributes of the entry
-    std::string device;    // the values, as text
+    std::string field;    // "text", "total_size", "crc", "id", "attr", "magic", "header_size",
+                          // "luts", "built", "needed_size"
+    long lut = -1;        // the entry, or -1 for the parcel as a whole
+    std::string lutName;  // node and attributes of the entry
+    std::string device;   // the values, as text
     std::string rebuilt;
-    long offset = -1;      // text: the first byte that differs
-    std::string stage;     // a stage's entry: the stage's node name
+    long offset = -1;   // text: the first byte that differs
+    std::string stage;  // a stage's entry: the stage's node name
     std::vector<ReplaySource> sources;
 };
 
 struct ReplayUpdate {
     enum Result { IDENTICAL, DIFFERENT, NOT_COMPARED };
     Result result = NOT_COMPARED;
-    size_t number = 0;       // 1-based among the engine's updates
-    long line = 0;           // the device's print, or its "failed to fill luts"
-    bool failed = false;     // the device could not build this parcel
-    int seqNum = -1;         // the device's
+    size_t number = 0;    // 1-based among the engine's updates
+    long line = 0;        // the device's print, or its "failed to fill luts"
+    bool failed = false;  // the device could not build this parcel
+    int seqNum = -1;      // the device's
     size_t luts = 0;
     size_t size = 0;
     struct Cut {
@@ -58,7 +58,7 @@ struct ReplayUpdate {
 };
 
 struct ReplayEngineRun {
-    std::vector<ReplayUpdate> updates;  // one per update of the log, compared or not
+    std::vector<ReplayUpdate> updates;       // one per update of the log, compared or not
     std::vector<std::string> treeDocuments;  // device paths the tree's engine read
     std::vector<HuevaneMode> treeModes;
 };

@@ -119,9 +119,9 @@ struct Classified {
 // its start was lost.
 bool isPrintLine(string_view text) {
     static const char* const PATTERNS[] = {
-            "[header]",     "magic(0x%x)",      "seq_num(%d)", "total_size(%d)", "header_size(%d)",
-            "num_data(%d)", "[data_header%d]",  "id(%d)",      "crc(0x%x)",      "attr0(%d)",
-            "attr1(%d)",    "attr2(%d)",        "attr3(%d)",   "[data%d]"};
+            "[header]",     "magic(0x%x)",     "seq_num(%d)", "total_size(%d)", "header_size(%d)",
+            "num_data(%d)", "[data_header%d]", "id(%d)",      "crc(0x%x)",      "attr0(%d)",
+            "attr1(%d)",    "attr2(%d)",       "attr3(%d)",   "[data%d]"};
     for (const char* pattern : PATTERNS) {
         if (matchLine(text, pattern)) return true;
     }
@@ -131,8 +131,9 @@ bool isPrintLine(string_view text) {
 // Lines that start like the library's traces, dumps and prints; one that does not read in full
 // was cut or garbled.
 bool looksLikeTrace(string_view text) {
-    static const char* const STARTS[] = {"setColorMode",       "id[",          "printParcel",
-                                         "previous lut",       "dumpColorMode", "dumpRenderIntent",
+    static const char* const STARTS[] = {"setColorMode",        "id[",
+                                         "printParcel",         "previous lut",
+                                         "dumpColorMode",       "dumpRenderIntent",
                                          "failed to fill luts", "HuevaneImplementation"};
     for (const char* start : STARTS) {
         if (text.substr(0, strlen(start)) == start) return true;
@@ -141,9 +142,9 @@ bool looksLikeTrace(string_view text) {
 }
 
 bool isCreationNote(string_view text) {
-    static const char* const STARTS[] = {"no target name is found", "out of range of target name",
-                                         "target name '", "empty document",
-                                         "document of the wrong type", "subxml '"};
+    static const char* const STARTS[] = {
+            "no target name is found", "out of range of target name", "target name '",
+            "empty document",          "document of the wrong type",  "subxml '"};
     for (const char* start : STARTS) {
         if (text.substr(0, strlen(start)) == start) return true;
     }
@@ -212,11 +213,12 @@ Classified classify(const Message& m) {
     } else if (m.priority == 'I' && text.size() > 7 && text.substr(text.size() - 7) == " opened") {
         c.kind = Kind::OPENED;
         c.rest = std::string(text.substr(0, text.size() - 7));
-    } else if (m.priority == 'W' && matchLine(text, "previous lut (%d) has not been applied",
-                                               c.numbers)) {
+    } else if (m.priority == 'W' &&
+               matchLine(text, "previous lut (%d) has not been applied", c.numbers)) {
         c.kind = Kind::PREVIOUS_LUT;
-    } else if (m.priority == 'E' && (matchLine(text, "parcel needs %d bytes, more than the %d "
-                                                     "bytes it may use") ||
+    } else if (m.priority == 'E' && (matchLine(text,
+                                               "parcel needs %d bytes, more than the %d "
+                                               "bytes it may use") ||
                                      text == "no buffer for the parcel")) {
         c.kind = Kind::FAIL_REASON;
     } else if (m.priority == 'E' && isCreationNote(text)) {
@@ -309,8 +311,8 @@ void LogSorter::startMessage(const HuevaneLogLine& line) {
         (stream.step - PRINT_HEADER_STEPS) % PRINT_ENTRY_STEPS == PRINT_TEXT_STEP) {
         const int totalSize = stream.print.entries.back().totalSize;
         mPending.printText = true;
-        mPending.textLimit = std::min<size_t>(totalSize > 13 ? totalSize - 13 : 0,
-                                              HUEVANE_LOG_MESSAGE_MAX);
+        mPending.textLimit =
+                std::min<size_t>(totalSize > 13 ? totalSize - 13 : 0, HUEVANE_LOG_MESSAGE_MAX);
     }
     mHasPending = true;
 }
@@ -331,8 +333,9 @@ void LogSorter::finish() {
     if (mHasPending) dispatch(mPending);
     mHasPending = false;
     if (mUnknown > UNKNOWN_REPORTED) {
-        problem(0, false, "and " + std::to_string(mUnknown - UNKNOWN_REPORTED) +
-                                  " more libhuevane lines replay does not know, skipped");
+        problem(0, false,
+                "and " + std::to_string(mUnknown - UNKNOWN_REPORTED) +
+                        " more libhuevane lines replay does not know, skipped");
     }
     for (auto& entry : mStreams) {
         Stream& stream = entry.second;
@@ -399,8 +402,8 @@ size_t LogSorter::attribute(const Message& m) {
     for (size_t i : candidates) {
         if (mLog->engines[i].stopLine != 0) continue;
         mLog->engines[i].stopLine = m.line;
-        mLog->engines[i].stopReason = "lines of process " + std::to_string(m.pid) +
-                                      " cannot be told apart from here on";
+        mLog->engines[i].stopReason =
+                "lines of process " + std::to_string(m.pid) + " cannot be told apart from here on";
     }
     if (mAmbiguousReported.emplace(m.pid, m.line).second) {
         std::string engines;
@@ -460,8 +463,9 @@ void LogSorter::dispatch(const Message& m) {
             return;
         case Kind::UNKNOWN:
             if (++mUnknown <= UNKNOWN_REPORTED) {
-                problem(m.line, false, "a libhuevane line replay does not know, skipped: '" +
-                                               std::string(getBody(m)).substr(0, 80) + "'");
+                problem(m.line, false,
+                        "a libhuevane line replay does not know, skipped: '" +
+                                std::string(getBody(m)).substr(0, 80) + "'");
             }
             return;
         default:
@@ -516,8 +520,8 @@ void LogSorter::dispatchItem(const Message& m, const Classified& c, Stream& stre
             engine.modes.clear();
             return;
         case Kind::MODE_ENTRY:
-            engine.modes.push_back({m.line, getPrintedId(c.numbers[0]),
-                                    getPrintedId(c.numbers[1]), c.rest});
+            engine.modes.push_back(
+                    {m.line, getPrintedId(c.numbers[0]), getPrintedId(c.numbers[1]), c.rest});
             return;
         case Kind::INTENT_LIST:
         case Kind::SOURCE_DUMP:
@@ -561,14 +565,14 @@ bool LogSorter::readPrintStep(Stream& stream, const Message& m) {
         entry.textLine = m.line;
         return true;
     }
-    static const char* const ENTRY[] = {"[data_header%d]", "magic(0x%x)",     "id(%d)",
-                                        "crc(0x%x)",       "total_size(%d)",  "header_size(%d)",
-                                        "attr0(%d)",       "attr1(%d)",       "attr2(%d)",
+    static const char* const ENTRY[] = {"[data_header%d]", "magic(0x%x)",    "id(%d)",
+                                        "crc(0x%x)",       "total_size(%d)", "header_size(%d)",
+                                        "attr0(%d)",       "attr1(%d)",      "attr2(%d)",
                                         "attr3(%d)",       "[data%d]"};
     if (m.priority != 'D' || !matchLine(text, ENTRY[step], n)) return false;
-    int* const fields[] = {nullptr,       &entry.magic,   &entry.id,         &entry.crc,
+    int* const fields[] = {nullptr,          &entry.magic,      &entry.id,      &entry.crc,
                            &entry.totalSize, &entry.headerSize, &entry.attr[0], &entry.attr[1],
-                           &entry.attr[2], &entry.attr[3], nullptr};
+                           &entry.attr[2],   &entry.attr[3],    nullptr};
     if (fields[step] != nullptr) *fields[step] = static_cast<int>(n[0]);
     if (step == 0) entry.line = m.line;
     return fields[step] != nullptr || n[0] == static_cast<long long>(k);

@@ -64,10 +64,10 @@ struct ReplayLogItem {
     long line = 0;
     uint32_t mode = 0;
     uint32_t intent = 0;
-    int count = 0;         // PREVIOUS_LUT
-    ReplayDumpLine dump;   // DUMP
-    size_t print = 0;      // PRINT: index into the engine's prints
-    std::string detail;    // FAILED: what the engine logged about it just before
+    int count = 0;        // PREVIOUS_LUT
+    ReplayDumpLine dump;  // DUMP
+    size_t print = 0;     // PRINT: index into the engine's prints
+    std::string detail;   // FAILED: what the engine logged about it just before
 };
 
 struct ReplayListedMode {
@@ -79,18 +79,18 @@ struct ReplayListedMode {
 
 struct ReplayEngineLog {
     int pid = -1;
-    int tid = -1;           // of the line that created it (or first named it)
-    long createdLine = 0;   // "init completed"; 0 when the log does not show the creation
-    long firstLine = 0;     // its first line in the log
-    int64_t display = -1;   // read from the documents it opened; -1 when they do not tell
-    std::vector<std::string> documents;  // device paths, in the order opened
+    int tid = -1;          // of the line that created it (or first named it)
+    long createdLine = 0;  // "init completed"; 0 when the log does not show the creation
+    long firstLine = 0;    // its first line in the log
+    int64_t display = -1;  // read from the documents it opened; -1 when they do not tell
+    std::vector<std::string> documents;      // device paths, in the order opened
     std::vector<std::string> creationNotes;  // what creation logged besides
-    std::vector<ReplayListedMode> modes;  // its last dumpColorModeList
+    std::vector<ReplayListedMode> modes;     // its last dumpColorModeList
     std::vector<ReplayLogItem> items;
     std::vector<ReplayPrintedParcel> prints;
-    bool traced = false;   // it wrote lines of log level 2 or more ...
-    long tracedLine = 0;   // ... the first of them here
-    long stopLine = 0;     // its lines from here on could not be used; 0 when all could
+    bool traced = false;  // it wrote lines of log level 2 or more ...
+    long tracedLine = 0;  // ... the first of them here
+    long stopLine = 0;    // its lines from here on could not be used; 0 when all could
     std::string stopReason;
     bool superseded = false;  // a later engine of the same display in the same process
 };

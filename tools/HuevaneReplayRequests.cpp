@@ -18,7 +18,8 @@ bool isTransformLine(const ReplayDumpLine& dump) {
     huevane::mat4 transform;
     return dump.id == huevane::PVX_NODE_GAMMA_MATRIX && dump.attr[0] == PVX_ATTR_NONE &&
            dump.attr[1] == PVX_ATTR_NONE && dump.attr[2] == PVX_ATTR_NONE &&
-           dump.attr[3] == PVX_ATTR_NONE && !dump.cut && getTransformFromText(dump.text, &transform);
+           dump.attr[3] == PVX_ATTR_NONE && !dump.cut &&
+           getTransformFromText(dump.text, &transform);
 }
 
 // Whether run[at...] starts with `staged`.
@@ -50,8 +51,7 @@ struct Reading {
 // reads as a new transform is one, and an extension call adds as few LUTs as fit.
 class CycleReader {
   public:
-    CycleReader(const ReplayEngineLog& engine, const std::vector<Segment>& segments,
-                bool firstCycle)
+    CycleReader(const ReplayEngineLog& engine, const std::vector<Segment>& segments, bool firstCycle)
         : mEngine(engine), mSegments(segments), mFirstCycle(firstCycle) {}
     void read();
     const std::vector<Reading>& getReadings() const { return mReadings; }
@@ -121,7 +121,8 @@ void CycleReader::deadEnd(long line, const std::string& reason) {
 void CycleReader::addStagedKey() {
     mKey += "T";
     for (const ReplayDumpLine& lut : mTransforms) mKey += "\x1f" + lut.text;
-    mKey += "\x1e" "E";
+    mKey += "\x1e"
+            "E";
     for (const ReplayDumpLine& lut : mExtensions) {
         mKey += "\x1f" + std::to_string(lut.id);
         for (uint8_t attr : lut.attr) mKey += "/" + std::to_string(attr);
@@ -169,7 +170,7 @@ void CycleReader::walk(size_t segment, size_t pos) {
         addStagedKey();
     } else {
         request.kind = item.kind == ReplayLogItem::SET_MODE ? ReplayRequest::SET_MODE
-                                                             : ReplayRequest::SET_MODE_INTENT;
+                                                            : ReplayRequest::SET_MODE_INTENT;
         request.mode = item.mode;
         request.intent = item.intent;
     }
@@ -310,8 +311,8 @@ size_t getCycle(const ReplayEngineLog& engine, size_t begin, std::vector<Segment
 // Dump lines that one reading takes as a transform and another as an extension LUT.
 void addOpenLines(const std::vector<Reading>& readings, std::set<long>* lines) {
     std::set<long> some;
-    for (const Reading& reading : readings) some.insert(reading.transformLines.begin(),
-                                                         reading.transformLines.end());
+    for (const Reading& reading : readings)
+        some.insert(reading.transformLines.begin(), reading.transformLines.end());
     for (long line : some) {
         for (const Reading& reading : readings) {
             if (std::find(reading.transformLines.begin(), reading.transformLines.end(), line) ==

@@ -49,8 +49,8 @@ struct ReplayOpenCycle {
 struct ReplayRequests {
     std::vector<ReplayRequest> requests;
     std::vector<ReplayOpenCycle> open;  // in log order
-    std::set<long> openLines;  // dump lines some reading takes as the other source's
-    long stopLine = 0;         // the requests from here on could not be rebuilt
+    std::set<long> openLines;           // dump lines some reading takes as the other source's
+    long stopLine = 0;                  // the requests from here on could not be rebuilt
     std::string stopReason;
 };
 

@@ -85,8 +85,8 @@ class ReadingSearch {
 size_t ReadingSearch::getScore(const std::vector<size_t>& readings, long until) {
     mReplays--;
     const ReplayRequests requests = rebuildReplayRequests(*mEngine->log, readings);
-    const ReplayEngineRun run = replayEngineLog(mRoot, mEngine->display, *mEngine->log, requests,
-                                                mLogLevel, until);
+    const ReplayEngineRun run =
+            replayEngineLog(mRoot, mEngine->display, *mEngine->log, requests, mLogLevel, until);
     size_t score = 0;
     for (const ReplayUpdate& u : run.updates) {
         if (until == 0 || u.line <= until) score += u.result == ReplayUpdate::DIFFERENT;
@@ -148,9 +148,9 @@ bool checkLog(HuevaneToolContext& context, ReplaySession& session) {
                                       " more lines that name " + LIBRARY_TAG + " in no log form");
             break;
         }
-        diagnostics.error(session.path, read.garbled[i],
-                          std::string("names ") + LIBRARY_TAG +
-                                  " but is in no log form: cut or garbled");
+        diagnostics.error(
+                session.path, read.garbled[i],
+                std::string("names ") + LIBRARY_TAG + " but is in no log form: cut or garbled");
     }
     session.unusable = !read.garbled.empty();
     if (read.cutLine != 0) {
@@ -160,8 +160,8 @@ bool checkLog(HuevaneToolContext& context, ReplaySession& session) {
     if (read.lines.empty()) {
         diagnostics.error(session.path, 0,
                           std::string("no line of tag ") + LIBRARY_TAG + " among its " +
-                                  std::to_string(read.lineCount) + " lines (" +
-                                  getFormsText(read) + ")");
+                                  std::to_string(read.lineCount) + " lines (" + getFormsText(read) +
+                                  ")");
         return false;
     }
     return true;
@@ -348,8 +348,8 @@ std::string getDifferenceText(const ReplayDifference& d) {
     const std::string lut = d.lut >= 0 ? "LUT " + std::to_string(d.lut) + " " + d.lutName : "";
     std::string text;
     if (d.field == "lut") {
-        text = "LUT " + std::to_string(d.lut) + " is " + d.device + " on the device, " +
-               d.rebuilt + " rebuilt";
+        text = "LUT " + std::to_string(d.lut) + " is " + d.device + " on the device, " + d.rebuilt +
+               " rebuilt";
     } else if (d.field == "text") {
         text = lut + ": text at byte " + std::to_string(d.offset) + ": device \"" + d.device +
                "\", rebuilt \"" + d.rebuilt + "\"";
@@ -389,8 +389,7 @@ std::string getUpdateText(const ReplayUpdate& u) {
         for (size_t i = 0; i < u.cuts.size(); i++) {
             text += (i == 0 ? "; the print carries " : ", ") + std::string("LUT ") +
                     std::to_string(u.cuts[i].lut) + " to byte " +
-                    std::to_string(u.cuts[i].compared) + " of " +
-                    std::to_string(u.cuts[i].length);
+                    std::to_string(u.cuts[i].compared) + " of " + std::to_string(u.cuts[i].length);
         }
     }
     for (const std::string& caveat : u.caveats) text += "; note: " + caveat;
@@ -404,8 +403,7 @@ std::string getLabel(const std::string& label) {
 void writeEngineText(const EngineReplay& engine, std::ostream& out) {
     const ReplayEngineLog& log = *engine.log;
     out << getLabel("engine " + std::to_string(engine.number)) << "display " << engine.display
-        << (engine.displayFromLog ? "" : " (the log does not name it)") << ", process "
-        << log.pid;
+        << (engine.displayFromLog ? "" : " (the log does not name it)") << ", process " << log.pid;
     if (log.createdLine != 0) {
         out << ", created at line " << log.createdLine;
     } else {
@@ -443,8 +441,8 @@ Tally getTally(const ReplaySession& session) {
 
 void writeText(const ReplaySession& session, std::ostream& out) {
     out << getLabel("log") << session.path << ": " << session.read.lineCount << " lines ("
-        << getFormsText(session.read) << "), " << session.read.lines.size() << " of "
-        << LIBRARY_TAG << "\n";
+        << getFormsText(session.read) << "), " << session.read.lines.size() << " of " << LIBRARY_TAG
+        << "\n";
     for (const EngineReplay& engine : session.engines) {
         if (engine.replayed) writeEngineText(engine, out);
     }
@@ -457,8 +455,8 @@ void writeText(const ReplaySession& session, std::ostream& out) {
 
 HuevaneJson getSourceJson(const ReplaySource& s) {
     static const char* const SOURCES[] = {"colour_mode", "colour_transform", "extension"};
-    HuevaneJson json = {{"source", s.sourceKind >= 0 && s.sourceKind < 3 ? SOURCES[s.sourceKind]
-                                                                         : "unknown"}};
+    HuevaneJson json = {
+            {"source", s.sourceKind >= 0 && s.sourceKind < 3 ? SOURCES[s.sourceKind] : "unknown"}};
     if (s.sourceKind == huevane::SOURCE_KIND_COLOR_MODE) {
         json["file"] = s.file;
         json["line"] = s.line;
@@ -514,28 +512,26 @@ void writeJsonDocument(const ReplaySession& session, const HuevaneDiagnostics& d
         HuevaneJson stopped = nullptr;
         if (stop != 0) {
             stopped = {{"line", stop},
-                       {"reason", log.stopLine != 0 ? log.stopReason
-                                                    : engine.requests.stopReason}};
+                       {"reason", log.stopLine != 0 ? log.stopReason : engine.requests.stopReason}};
         }
-        engines.push_back(
-                {{"engine", engine.number},
-                 {"display", engine.display},
-                 {"display_from_log", engine.displayFromLog},
-                 {"process", log.pid},
-                 {"thread", log.tid >= 0 ? HuevaneJson(log.tid) : HuevaneJson(nullptr)},
-                 {"created_line",
-                  log.createdLine != 0 ? HuevaneJson(log.createdLine) : HuevaneJson(nullptr)},
-                 {"documents", log.documents},
-                 {"tree_documents", engine.run.treeDocuments},
-                 {"updates", updates},
-                 {"stopped", stopped}});
+        engines.push_back({{"engine", engine.number},
+                           {"display", engine.display},
+                           {"display_from_log", engine.displayFromLog},
+                           {"process", log.pid},
+                           {"thread", log.tid >= 0 ? HuevaneJson(log.tid) : HuevaneJson(nullptr)},
+                           {"created_line", log.createdLine != 0 ? HuevaneJson(log.createdLine)
+                                                                 : HuevaneJson(nullptr)},
+                           {"documents", log.documents},
+                           {"tree_documents", engine.run.treeDocuments},
+                           {"updates", updates},
+                           {"stopped", stopped}});
     }
     std::vector<std::string> forms;
     for (HuevaneLogForm form : session.read.forms) forms.push_back(getLogFormName(form));
     const Tally tally = getTally(session);
     const char* result = session.unusable || diagnostics.getErrorCount() > 0 ? "unusable"
-                         : tally.different > 0                                ? "different"
-                                                                              : "identical";
+                         : tally.different > 0                               ? "different"
+                                                                             : "identical";
     writeJson(out, {{"log", session.path},
                     {"lines", session.read.lineCount},
                     {"forms", forms},
@@ -557,9 +553,9 @@ int runReplay(HuevaneToolContext& context, const std::string& path) {
     session.path = path;
     const HuevaneToolFileRead file = readToolFile(path, getReadBound(path));
     if (!file.ok || file.truncated) {
-        context.diagnostics.error(path, 0,
-                                  file.ok ? "larger than a captured log can be" : "cannot read: " +
-                                                                                  file.error);
+        context.diagnostics.error(
+                path, 0,
+                file.ok ? "larger than a captured log can be" : "cannot read: " + file.error);
         return TOOL_USAGE;
     }
     session.read = readHuevaneLog(file.bytes, LIBRARY_TAG);

@@ -66,8 +66,8 @@ void drive(IHuevane& engine, const std::vector<Step>& steps) {
             case Step::EXTENSION: {
                 std::vector<HuevaneExtension> entries;
                 for (const auto& e : step.extensions) {
-                    entries.push_back({e.first, e.second.c_str(),
-                                       static_cast<uint32_t>(e.second.size())});
+                    entries.push_back(
+                            {e.first, e.second.c_str(), static_cast<uint32_t>(e.second.size())});
                 }
                 engine.setColorExtension(entries);
                 break;
@@ -139,8 +139,8 @@ void driveInTurns(const std::string& root, const std::vector<EngineScript>& engi
             left[me]--;
             do {
                 turn = (turn + 1) % engines.size();
-            } while (left[turn] == 0 && std::any_of(left.begin(), left.end(),
-                                                    [](size_t n) { return n > 0; }));
+            } while (left[turn] == 0 &&
+                     std::any_of(left.begin(), left.end(), [](size_t n) { return n > 0; }));
             turned.notify_all();
         }
     };
@@ -251,9 +251,14 @@ size_t countOf(const std::string& text, const std::string& piece) {
     return count;
 }
 
-const std::vector<std::string> FORMS = {"host",           "threadtime", "time",
-                                        "brief",          "long",       "threadtime,year,usec,uid",
-                                        "time,epoch,nsec", "long,color"};
+const std::vector<std::string> FORMS = {"host",
+                                        "threadtime",
+                                        "time",
+                                        "brief",
+                                        "long",
+                                        "threadtime,year,usec,uid",
+                                        "time,epoch,nsec",
+                                        "long,color"};
 
 // ---- steps ----
 
@@ -413,14 +418,17 @@ class Engines : public ::testing::TestWithParam<EnginesCase> {};
 
 TEST_P(Engines, AreToldApartOrTheToolSaysWhy) {
     const EnginesCase& c = GetParam();
-    const ToolRun run = replay(getLog(capture(DEVICE, c.engines, c.threads), c.form), DEVICE, c.more);
+    const ToolRun run =
+            replay(getLog(capture(DEVICE, c.engines, c.threads), c.form), DEVICE, c.more);
     EXPECT_EQ(run.status, c.status) << run.out << run.err;
-    for (const std::string& piece : c.out) EXPECT_NE(run.out.find(piece), std::string::npos) << run.out;
+    for (const std::string& piece : c.out)
+        EXPECT_NE(run.out.find(piece), std::string::npos) << run.out;
     EXPECT_NE(run.err.find(c.err), std::string::npos) << run.err;
 }
 
-const std::vector<Step> CYCLES = {level(3), mode(1, 0),        transform(WARM), update(),
-                                  mode(2),  extension({{0, "1 2"}, {8, "1,2,3"}}), update()};
+const std::vector<Step> CYCLES = {level(3), mode(1, 0), transform(WARM),
+                                  update(), mode(2),    extension({{0, "1 2"}, {8, "1,2,3"}}),
+                                  update()};
 const std::vector<Step> OTHER_CYCLES = {level(3), mode(1), transform(DIM), update(), update()};
 
 INSTANTIATE_TEST_SUITE_P(
@@ -468,14 +476,15 @@ INSTANTIATE_TEST_SUITE_P(
                             {"2 updates: 2 identical"},
                             ""},
                 // The compositor made the engine of display 0 anew: its counts start again.
-                EnginesCase{"second_init",
-                            {{0, 0, CYCLES}, {0, 0, CYCLES}},
-                            false,
-                            "threadtime",
-                            {},
-                            0,
-                            {"engine 2    display 0", "update 1    line 1", "4 updates: 4 identical"},
-                            ""}));
+                EnginesCase{
+                        "second_init",
+                        {{0, 0, CYCLES}, {0, 0, CYCLES}},
+                        false,
+                        "threadtime",
+                        {},
+                        0,
+                        {"engine 2    display 0", "update 1    line 1", "4 updates: 4 identical"},
+                        ""}));
 
 // ---- a calibration changed after the capture ----
 
@@ -500,8 +509,8 @@ TEST_P(PlantedChange, IsFoundAtItsUpdateAndLut) {
     const std::string files[] = {PANEL, "/vendor/etc/pvx/calib_data_colormode0_demo_panel_hdr.xml",
                                  "/sys/class/pvx/pvx/xml"};
     for (const std::string& file : files) tree.writeFile(file, readFile(DEVICE + file));
-    const std::vector<Step> steps = {level(3),   mode(2, 1), update(), mode(1, 0),
-                                     transform(WARM), update(), mode(0), update()};
+    const std::vector<Step> steps = {level(3),        mode(2, 1), update(), mode(1, 0),
+                                     transform(WARM), update(),   mode(0),  update()};
     const std::string log = getLog(capture(tree.root(), {{0, 0, steps}}), "threadtime");
 
     std::string panel = readFile(tree.hostPath(PANEL));
@@ -598,7 +607,8 @@ class UnusableLog : public ::testing::TestWithParam<Unusable> {};
 
 TEST_P(UnusableLog, ExitsTwoWithTheReasonAndLine) {
     const Unusable& c = GetParam();
-    std::vector<std::string> lines = splitLines(getLog(capture(DEVICE, {{0, 0, c.steps}}), "threadtime"));
+    std::vector<std::string> lines =
+            splitLines(getLog(capture(DEVICE, {{0, 0, c.steps}}), "threadtime"));
     const long line = c.spoil(lines);
     const ToolRun run = replay(joinLines(lines), DEVICE);
     EXPECT_EQ(run.status, 2) << run.out << run.err;
@@ -608,84 +618,117 @@ TEST_P(UnusableLog, ExitsTwoWithTheReasonAndLine) {
             << run.err;
 }
 
-INSTANTIATE_TEST_SUITE_P(
-        Replay, UnusableLog,
-        ::testing::Values(
-                Unusable{"no_library_lines", SHORT,
-                         [](std::vector<std::string>& lines) {
-                             lines = {"--------- beginning of main",
-                                      "11-14 22:13:20.000  77  78 I SurfaceFlinger: frame"};
-                             return 0L;
-                         },
-                         "no line of tag libhuevane among its 2 lines (threadtime)"},
-                Unusable{"not_a_log", SHORT,
-                         [](std::vector<std::string>& lines) {
-                             lines = {"hello", "world"};
-                             return 0L;
-                         },
-                         "no line is in a form replay reads"},
-                Unusable{"level_1", {level(1), mode(1, 0), update()},
-                         [](std::vector<std::string>& lines) {
-                             return static_cast<long>(findLine(lines, "libhuevane") + 1);
-                         },
-                         "the library's lines show no request: the engine's log level was below 2"},
-                Unusable{"level_2", {level(2), mode(1, 0), update()},
-                         [](std::vector<std::string>& lines) {
-                             return static_cast<long>(findLine(lines, "intent(0)") + 1);
-                         },
-                         "no parcel print: the engine's log level was 2"},
-                Unusable{"ends_inside_a_print", SHORT,
-                         [](std::vector<std::string>& lines) {
-                             const size_t print = findLine(lines, "printParcel");
-                             lines.resize(findLine(lines, "attr2(", print));
-                             return static_cast<long>(print + 1);
-                         },
-                         "the log ends inside the parcel print that begins here"},
-                Unusable{"trace_cut", SHORT,
-                         [](std::vector<std::string>& lines) {
-                             const size_t at = findLine(lines, "intent(0)");
-                             lines[at].resize(lines[at].size() - 6);
-                             return static_cast<long>(at + 1);
-                         },
-                         "cannot read this libhuevane line (cut or garbled): "
-                         "'setColorModeWithRenderIntent:mode(1), int'"},
-                Unusable{"prefix_garbled", SHORT,
-                         [](std::vector<std::string>& lines) {
-                             const size_t at = findLine(lines, "setColorModeWithRenderIntent");
-                             lines[at] = "#&! libhuevane" + lines[at].substr(30);
-                             return static_cast<long>(at + 1);
-                         },
-                         "names libhuevane but is in no log form: cut or garbled"},
-                Unusable{"interleaved_into_a_print", SHORT,
-                         [](std::vector<std::string>& lines) {
-                             const size_t trace = findLine(lines, "mode(2), intent(0)");
-                             const size_t at = findLine(lines, "crc(0x", findLine(lines, "printParcel"));
-                             lines.insert(lines.begin() + static_cast<long>(at), lines[trace]);
-                             return static_cast<long>(at + 1);
-                         },
-                         "the parcel print that begins at line "},
-                Unusable{"transform_dump_lost", SHORT,
-                         [](std::vector<std::string>& lines) {
-                             const size_t first = findLine(lines, "id[6] attr(255,255,255,255)");
-                             lines.erase(lines.begin() + static_cast<long>(first));
-                             return static_cast<long>(findLine(lines, "id[6] attr(255,255,255,255)") + 1);
-                         },
-                         "the transform source held 1 colour transforms, the log shows 0 since "
-                         "the last update: lines were lost"},
-                Unusable{"extension_dump_cut",
-                         {level(3), mode(1, 0), extension({{8, std::string(1500, '7')}}), update()},
-                         [](std::vector<std::string>& lines) {
-                             return static_cast<long>(findLine(lines, "id[8] attr") + 1);
-                         },
-                         "liblog cut this dump at 1023 bytes: the LUT's text cannot be rebuilt"}));
+INSTANTIATE_TEST_SUITE_P(Replay, UnusableLog,
+                         ::testing::Values(Unusable{"no_library_lines", SHORT,
+                                                    [](std::vector<std::string>& lines) {
+                                                        lines = {"--------- beginning of main",
+                                                                 "11-14 22:13:20.000  77  78 I "
+                                                                 "SurfaceFlinger: frame"};
+                                                        return 0L;
+                                                    },
+                                                    "no line of tag libhuevane among its 2 lines "
+                                                    "(threadtime)"},
+                                           Unusable{"not_a_log", SHORT,
+                                                    [](std::vector<std::string>& lines) {
+                                                        lines = {"hello", "world"};
+                                                        return 0L;
+                                                    },
+                                                    "no line is in a form replay reads"},
+                                           Unusable{"level_1",
+                                                    {level(1), mode(1, 0), update()},
+                                                    [](std::vector<std::string>& lines) {
+                                                        return static_cast<long>(
+                                                                findLine(lines, "libhuevane") + 1);
+                                                    },
+                                                    "the library's lines show no request: the "
+                                                    "engine's log level was below 2"},
+                                           Unusable{
+                                                   "level_2",
+                                                   {level(2), mode(1, 0), update()},
+                                                   [](std::vector<std::string>& lines) {
+                                                       return static_cast<long>(
+                                                               findLine(lines, "intent(0)") + 1);
+                                                   },
+                                                   "no parcel print: the engine's log level was 2"},
+                                           Unusable{"ends_inside_a_print", SHORT,
+                                                    [](std::vector<std::string>& lines) {
+                                                        const size_t print =
+                                                                findLine(lines, "printParcel");
+                                                        lines.resize(
+                                                                findLine(lines, "attr2(", print));
+                                                        return static_cast<long>(print + 1);
+                                                    },
+                                                    "the log ends inside the parcel print that "
+                                                    "begins here"},
+                                           Unusable{"trace_cut", SHORT,
+                                                    [](std::vector<std::string>& lines) {
+                                                        const size_t at =
+                                                                findLine(lines, "intent(0)");
+                                                        lines[at].resize(lines[at].size() - 6);
+                                                        return static_cast<long>(at + 1);
+                                                    },
+                                                    "cannot read this libhuevane line (cut or "
+                                                    "garbled): "
+                                                    "'setColorModeWithRenderIntent:mode(1), int'"},
+                                           Unusable{"prefix_garbled", SHORT,
+                                                    [](std::vector<std::string>& lines) {
+                                                        const size_t at = findLine(
+                                                                lines,
+                                                                "setColorModeWithRenderIntent");
+                                                        lines[at] = "#&! libhuevane" +
+                                                                    lines[at].substr(30);
+                                                        return static_cast<long>(at + 1);
+                                                    },
+                                                    "names libhuevane but is in no log form: cut "
+                                                    "or garbled"},
+                                           Unusable{"interleaved_into_a_print", SHORT,
+                                                    [](std::vector<std::string>& lines) {
+                                                        const size_t trace = findLine(
+                                                                lines, "mode(2), intent(0)");
+                                                        const size_t at = findLine(
+                                                                lines, "crc(0x",
+                                                                findLine(lines, "printParcel"));
+                                                        lines.insert(lines.begin() +
+                                                                             static_cast<long>(at),
+                                                                     lines[trace]);
+                                                        return static_cast<long>(at + 1);
+                                                    },
+                                                    "the parcel print that begins at line "},
+                                           Unusable{"transform_dump_lost", SHORT,
+                                                    [](std::vector<std::string>& lines) {
+                                                        const size_t first = findLine(
+                                                                lines,
+                                                                "id[6] attr(255,255,255,255)");
+                                                        lines.erase(lines.begin() +
+                                                                    static_cast<long>(first));
+                                                        return static_cast<long>(
+                                                                findLine(lines,
+                                                                         "id[6] "
+                                                                         "attr(255,255,255,255)") +
+                                                                1);
+                                                    },
+                                                    "the transform source held 1 colour "
+                                                    "transforms, the log shows 0 since "
+                                                    "the last update: lines were lost"},
+                                           Unusable{"extension_dump_cut",
+                                                    {level(3), mode(1, 0),
+                                                     extension({{8, std::string(1500, '7')}}),
+                                                     update()},
+                                                    [](std::vector<std::string>& lines) {
+                                                        return static_cast<long>(
+                                                                findLine(lines, "id[8] attr") + 1);
+                                                    },
+                                                    "liblog cut this dump at 1023 bytes: the LUT's "
+                                                    "text cannot be rebuilt"}));
 
 // An engine created before the log begins: the log starts after its first update.
 TEST(Replay, LogBeginningAfterCreation) {
     // No transform before the log begins: the stages hold only what later modes replace.
-    const std::vector<Step> steps = {level(3),   mode(1, 0), update(), mode(2, 1),
-                                     update(),   mode(3),    transform(DIM), update()};
+    const std::vector<Step> steps = {level(3), mode(1, 0), update(),       mode(2, 1),
+                                     update(), mode(3),    transform(DIM), update()};
     std::vector<std::string> lines = splitLines(getLog(capture(DEVICE, {{0, 0, steps}}), "time"));
-    lines.erase(lines.begin(), lines.begin() + static_cast<long>(findLine(lines, "mode(2), intent(1)")));
+    lines.erase(lines.begin(),
+                lines.begin() + static_cast<long>(findLine(lines, "mode(2), intent(1)")));
     const ToolRun run = replay(joinLines(lines), DEVICE);
     EXPECT_EQ(run.status, 0) << run.out << run.err;
     EXPECT_NE(run.out.find("created before the log begins"), std::string::npos) << run.out;
