@@ -323,37 +323,38 @@ void LogReader::flushLong() {
     mLongLines.clear();
 }
 
-void LogReader::readLine(long number, const std::string& raw) {
-    const std::string line = getPlainLine(raw);
+void LogReader::readLine(long number, const std::string& line) {
+    const std::string plain = getPlainLine(line);
     Prefix prefix;
-    if (line.compare(0, 10, "--------- ") == 0) {  // logcat's "beginning of main" and the like
+    if (plain.compare(0, 10, "--------- ") == 0) {  // logcat's "beginning of main" and the like
         flushLong();
         mAfterHost = false;
         mRead->otherLines++;
         return;
     }
-    if (readLongHeader(line, &prefix)) {
+    if (readLongHeader(plain, &prefix)) {
         mAfterHost = false;
         startLong(number, prefix);
         return;
     }
     if (mInLong) {
-        mLongLines.push_back({number, line});
+        mLongLines.push_back({number, plain});
         return;
     }
-    if (readHost(line, &prefix)) {
+    if (readHost(plain, &prefix)) {
         add(number, prefix, HuevaneLogBoundary::ENTRY);
         mAfterHost = true;
         mHostOurs = prefix.tag == mTag;
         if (mHostOurs) mHost = mRead->lines.back();
         return;
     }
-    if (readThreadtime(line, &prefix) || readTimeForm(line, &prefix) || readBrief(line, &prefix)) {
+    if (readThreadtime(plain, &prefix) || readTimeForm(plain, &prefix) ||
+        readBrief(plain, &prefix)) {
         add(number, prefix, HuevaneLogBoundary::UNKNOWN);
         mAfterHost = false;
         return;
     }
-    if (mAfterHost) {  // a further line of the message the stderr writer printed last
+    if (mAfterHost) {  // a further plain of the message the stderr writer printed last
         if (!mHostOurs) {
             mRead->otherLines++;
             return;
@@ -361,16 +362,16 @@ void LogReader::readLine(long number, const std::string& raw) {
         HuevaneLogLine continued = mHost;
         continued.number = number;
         continued.boundary = HuevaneLogBoundary::CONTINUATION;
-        continued.text = line;
+        continued.text = plain;
         mRead->lines.push_back(std::move(continued));
         return;
     }
-    if (line.find_first_not_of(" \t") == std::string::npos) {
+    if (plain.find_first_not_of(" \t") == std::string::npos) {
         mRead->otherLines++;
         return;
     }
     mRead->unreadCount++;
-    if (line.find(mTag) != std::string::npos) mRead->garbled.push_back(number);
+    if (plain.find(mTag) != std::string::npos) mRead->garbled.push_back(number);
 }
 
 }  // namespace

@@ -82,6 +82,31 @@ ReplayDifference getDifference(std::string field, long lut, std::string lutName,
     return d;
 }
 
+// The device could not build this parcel; it keeps what was staged for the next update.
+void compareFailure(const ReplayLogItem& item, const HuevaneInspectedParcel& parcel,
+                    ReplayUpdate* u) {
+    u->failed = true;
+    ReplayDifference& d = u->difference;
+    if (parcel.built) {
+        u->result = ReplayUpdate::DIFFERENT;
+        d = getDifference("built", -1, "",
+                          "refused" + (item.detail.empty() ? "" : ": " + item.detail),
+                          "built, " + std::to_string(parcel.bytes.size()) + " bytes");
+        return;
+    }
+    long needed = 0;
+    long limit = 0;
+    if (sscanf(item.detail.c_str(), "parcel needs %ld bytes, more than the %ld", &needed, &limit) ==
+                2 &&
+        needed != parcel.neededSize) {
+        u->result = ReplayUpdate::DIFFERENT;
+        d = getDifference("needed_size", -1, "", std::to_string(needed),
+                          std::to_string(parcel.neededSize));
+        return;
+    }
+    u->result = ReplayUpdate::IDENTICAL;
+}
+
 class Replayer {
   public:
     Replayer(const std::string& root, uint32_t display, const ReplayEngineLog& log, int logLevel);
@@ -90,8 +115,6 @@ class Replayer {
   private:
     void stageExtension(const ReplayRequest& request);
     ReplayUpdate update(const ReplayRequest& request);
-    void compareFailure(const ReplayLogItem& item, const HuevaneInspectedParcel& parcel,
-                        ReplayUpdate* u) const;
     void compare(const ReplayPrintedParcel& print, const HuevaneInspectedParcel& parcel,
                  ReplayUpdate* u);
     bool compareLut(size_t k, const ReplayPrintedEntry& device, const HuevaneParcelEntry& rebuilt,
@@ -115,7 +138,6 @@ class Replayer {
     // each stage's node, of this cycle and as stored by earlier ones.
     long mTransformLine = 0;
     long mStoredTransformLine = 0;
-    long mExtensionMatrixLine[2] = {0, 0};
     long mStoredExtensionMatrixLine[2] = {0, 0};
     bool mSeqKnown = false;
     int mSeqOffset = 0;
@@ -318,31 +340,6 @@ void Replayer::compare(const ReplayPrintedParcel& print, const HuevaneInspectedP
     } else {
         u->result = ReplayUpdate::IDENTICAL;
     }
-}
-
-// The device could not build this parcel; it keeps what was staged for the next update.
-void Replayer::compareFailure(const ReplayLogItem& item, const HuevaneInspectedParcel& parcel,
-                              ReplayUpdate* u) const {
-    u->failed = true;
-    ReplayDifference& d = u->difference;
-    if (parcel.built) {
-        u->result = ReplayUpdate::DIFFERENT;
-        d = getDifference("built", -1, "",
-                          "refused" + (item.detail.empty() ? "" : ": " + item.detail),
-                          "built, " + std::to_string(parcel.bytes.size()) + " bytes");
-        return;
-    }
-    long needed = 0;
-    long limit = 0;
-    if (sscanf(item.detail.c_str(), "parcel needs %ld bytes, more than the %ld", &needed, &limit) ==
-                2 &&
-        needed != parcel.neededSize) {
-        u->result = ReplayUpdate::DIFFERENT;
-        d = getDifference("needed_size", -1, "", std::to_string(needed),
-                          std::to_string(parcel.neededSize));
-        return;
-    }
-    u->result = ReplayUpdate::IDENTICAL;
 }
 
 ReplayUpdate Replayer::update(const ReplayRequest& request) {

@@ -243,6 +243,57 @@ struct Stream {
     ReplayPrintedParcel print;
 };
 
+ReplayDumpLine getDumpLine(const Message& m, const Classified& c) {
+    ReplayDumpLine dump;
+    dump.line = m.line;
+    dump.id = static_cast<uint8_t>(c.numbers[0]);
+    for (int i = 0; i < 4; i++) dump.attr[i] = static_cast<uint8_t>(c.numbers[i + 1]);
+    dump.text = c.rest;
+    // An intact dump ends with its newline, which the message then still has (or, in logcat's
+    // one-line forms, was dropped from a message shorter than the limit).
+    const bool newline = isFinalNewlineShown(m.form) && !m.text.empty() && m.text.back() == '\n';
+    dump.cut = m.text.size() >= HUEVANE_LOG_MESSAGE_MAX && !newline;
+    return dump;
+}
+
+// Reads the line a print has at its current step into the print; false when it is not that
+// line.
+bool readPrintStep(Stream& stream, const Message& m) {
+    const string_view text = getBody(m);
+    ReplayPrintedParcel& print = stream.print;
+    long long n[1] = {0};
+    if (stream.step < PRINT_HEADER_STEPS) {
+        static const char* const HEADER[] = {"[header]",       "magic(0x%x)",     "seq_num(%d)",
+                                             "total_size(%d)", "header_size(%d)", "num_data(%d)"};
+        if (m.priority != 'D' || !matchLine(text, HEADER[stream.step], n)) return false;
+        int* const fields[] = {nullptr,          &print.magic,      &print.seqNum,
+                               &print.totalSize, &print.headerSize, &stream.numData};
+        if (fields[stream.step] != nullptr) *fields[stream.step] = static_cast<int>(n[0]);
+        return true;
+    }
+    const size_t k = (stream.step - PRINT_HEADER_STEPS) / PRINT_ENTRY_STEPS;
+    const size_t step = (stream.step - PRINT_HEADER_STEPS) % PRINT_ENTRY_STEPS;
+    if (step == 0) print.entries.emplace_back();
+    ReplayPrintedEntry& entry = print.entries.back();
+    if (step == PRINT_TEXT_STEP) {
+        if (m.priority != 'D' || !m.printText) return false;
+        entry.text = m.text;
+        entry.textLine = m.line;
+        return true;
+    }
+    static const char* const ENTRY[] = {"[data_header%d]", "magic(0x%x)",    "id(%d)",
+                                        "crc(0x%x)",       "total_size(%d)", "header_size(%d)",
+                                        "attr0(%d)",       "attr1(%d)",      "attr2(%d)",
+                                        "attr3(%d)",       "[data%d]"};
+    if (m.priority != 'D' || !matchLine(text, ENTRY[step], n)) return false;
+    int* const fields[] = {nullptr,          &entry.magic,      &entry.id,      &entry.crc,
+                           &entry.totalSize, &entry.headerSize, &entry.attr[0], &entry.attr[1],
+                           &entry.attr[2],   &entry.attr[3],    nullptr};
+    if (fields[step] != nullptr) *fields[step] = static_cast<int>(n[0]);
+    if (step == 0) entry.line = m.line;
+    return fields[step] != nullptr || n[0] == static_cast<long long>(k);
+}
+
 class LogSorter {
   public:
     LogSorter(int64_t display, ReplayLog* log) : mDisplay(display), mLog(log) {}
@@ -262,9 +313,7 @@ class LogSorter {
         mLog->problems.push_back({line, error, message});
     }
     void feedPrint(Stream& stream, const Message& m);
-    bool readPrintStep(Stream& stream, const Message& m);
     void finishPrint(Stream& stream);
-    ReplayDumpLine getDumpLine(const Message& m, const Classified& c) const;
 
     static constexpr size_t NO_ENGINE = static_cast<size_t>(-1);
     int64_t mDisplay;
@@ -424,19 +473,6 @@ size_t LogSorter::attribute(const Message& m) {
     return NO_ENGINE;
 }
 
-ReplayDumpLine LogSorter::getDumpLine(const Message& m, const Classified& c) const {
-    ReplayDumpLine dump;
-    dump.line = m.line;
-    dump.id = static_cast<uint8_t>(c.numbers[0]);
-    for (int i = 0; i < 4; i++) dump.attr[i] = static_cast<uint8_t>(c.numbers[i + 1]);
-    dump.text = c.rest;
-    // An intact dump ends with its newline, which the message then still has (or, in logcat's
-    // one-line forms, was dropped from a message shorter than the limit).
-    const bool newline = isFinalNewlineShown(m.form) && !m.text.empty() && m.text.back() == '\n';
-    dump.cut = m.text.size() >= HUEVANE_LOG_MESSAGE_MAX && !newline;
-    return dump;
-}
-
 void LogSorter::dispatch(const Message& m) {
     Stream& stream = getStream(m);
     if (stream.inPrint) {
@@ -538,44 +574,6 @@ void LogSorter::dispatchItem(const Message& m, const Classified& c, Stream& stre
             return;
     }
     engine.items.push_back(std::move(item));
-}
-
-// Reads the line a print has at its current step into the print; false when it is not that
-// line.
-bool LogSorter::readPrintStep(Stream& stream, const Message& m) {
-    const string_view text = getBody(m);
-    ReplayPrintedParcel& print = stream.print;
-    long long n[1] = {0};
-    if (stream.step < PRINT_HEADER_STEPS) {
-        static const char* const HEADER[] = {"[header]",       "magic(0x%x)",     "seq_num(%d)",
-                                             "total_size(%d)", "header_size(%d)", "num_data(%d)"};
-        if (m.priority != 'D' || !matchLine(text, HEADER[stream.step], n)) return false;
-        int* const fields[] = {nullptr,          &print.magic,      &print.seqNum,
-                               &print.totalSize, &print.headerSize, &stream.numData};
-        if (fields[stream.step] != nullptr) *fields[stream.step] = static_cast<int>(n[0]);
-        return true;
-    }
-    const size_t k = (stream.step - PRINT_HEADER_STEPS) / PRINT_ENTRY_STEPS;
-    const size_t step = (stream.step - PRINT_HEADER_STEPS) % PRINT_ENTRY_STEPS;
-    if (step == 0) print.entries.emplace_back();
-    ReplayPrintedEntry& entry = print.entries.back();
-    if (step == PRINT_TEXT_STEP) {
-        if (m.priority != 'D' || !m.printText) return false;
-        entry.text = m.text;
-        entry.textLine = m.line;
-        return true;
-    }
-    static const char* const ENTRY[] = {"[data_header%d]", "magic(0x%x)",    "id(%d)",
-                                        "crc(0x%x)",       "total_size(%d)", "header_size(%d)",
-                                        "attr0(%d)",       "attr1(%d)",      "attr2(%d)",
-                                        "attr3(%d)",       "[data%d]"};
-    if (m.priority != 'D' || !matchLine(text, ENTRY[step], n)) return false;
-    int* const fields[] = {nullptr,          &entry.magic,      &entry.id,      &entry.crc,
-                           &entry.totalSize, &entry.headerSize, &entry.attr[0], &entry.attr[1],
-                           &entry.attr[2],   &entry.attr[3],    nullptr};
-    if (fields[step] != nullptr) *fields[step] = static_cast<int>(n[0]);
-    if (step == 0) entry.line = m.line;
-    return fields[step] != nullptr || n[0] == static_cast<long long>(k);
 }
 
 void LogSorter::feedPrint(Stream& stream, const Message& m) {

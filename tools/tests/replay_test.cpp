@@ -129,6 +129,7 @@ void driveInTurns(const std::string& root, const std::vector<EngineScript>& engi
     std::condition_variable turned;
     size_t turn = 0;
     std::vector<size_t> left;
+    left.reserve(engines.size());
     for (const EngineScript& script : engines) left.push_back(script.steps.size());
     auto run = [&](size_t me) {
         std::unique_lock<std::mutex> lock(mutex);
@@ -227,7 +228,7 @@ struct ToolRun {
 };
 
 std::string writeLog(const std::string& text) {
-    const std::string path = getScratchPath("replay.log");
+    std::string path = getScratchPath("replay.log");
     std::ofstream(path, std::ios::binary) << text;
     return path;
 }
