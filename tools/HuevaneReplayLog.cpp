@@ -513,8 +513,9 @@ void LogSorter::dispatchItem(const Message& m, const Classified& c, Stream& stre
     const size_t index = attribute(m);
     if (index == NO_ENGINE) return;
     ReplayEngineLog& engine = mLog->engines[index];
-    // "failed to fill luts" is written at every log level; everything else from level 2 on.
-    if (c.kind != Kind::FAILED && !engine.traced) {
+    // Failures and the "previous lut" warnings are written at every log level; the rest from
+    // level 2 on.
+    if (c.kind != Kind::FAILED && c.kind != Kind::PREVIOUS_LUT && !engine.traced) {
         engine.traced = true;
         engine.tracedLine = m.line;
     }

@@ -598,6 +598,7 @@ struct Unusable {
     // Spoils the log's lines; returns the 1-based line the tool must name (0: none).
     long (*spoil)(std::vector<std::string>& lines);
     std::string err;
+    bool endsInsideLine = false;  // no line break after the last line
 };
 
 void PrintTo(const Unusable& c, std::ostream* out) {
@@ -611,7 +612,9 @@ TEST_P(UnusableLog, ExitsTwoWithTheReasonAndLine) {
     std::vector<std::string> lines =
             splitLines(getLog(capture(DEVICE, {{0, 0, c.steps}}), "threadtime"));
     const long line = c.spoil(lines);
-    const ToolRun run = replay(joinLines(lines), DEVICE);
+    std::string text = joinLines(lines);
+    if (c.endsInsideLine) text.pop_back();
+    const ToolRun run = replay(text, DEVICE);
     EXPECT_EQ(run.status, 2) << run.out << run.err;
     EXPECT_NE(run.err.find("replay.log" + (line > 0 ? ":" + std::to_string(line) : "") +
                            ": error: " + c.err),
@@ -661,6 +664,19 @@ INSTANTIATE_TEST_SUITE_P(Replay, UnusableLog,
                                                     },
                                                     "the log ends inside the parcel print that "
                                                     "begins here"},
+                                           Unusable{"ends_inside_a_line", SHORT,
+                                                    [](std::vector<std::string>& lines) {
+                                                        const size_t print =
+                                                                findLine(lines, "printParcel");
+                                                        lines.resize(
+                                                                findLine(lines, "[data0]", print) +
+                                                                2);
+                                                        lines.back().resize(lines.back().size() / 2);
+                                                        return static_cast<long>(print + 1);
+                                                    },
+                                                    "the log ends inside the parcel print that "
+                                                    "begins here",
+                                                    true},
                                            Unusable{"trace_cut", SHORT,
                                                     [](std::vector<std::string>& lines) {
                                                         const size_t at =
@@ -721,6 +737,31 @@ INSTANTIATE_TEST_SUITE_P(Replay, UnusableLog,
                                                     },
                                                     "liblog cut this dump at 1023 bytes: the LUT's "
                                                     "text cannot be rebuilt"}));
+
+// What the log leaves unknown is said beside an update that still compares.
+TEST(Replay, GapsAreNoted) {
+    const std::vector<Step> steps = {level(3), mode(1, 0), update(), mode(2, 1),
+                                     update(), mode(3),    update()};
+    std::vector<std::string> lines =
+            splitLines(getLog(capture(DEVICE, {{0, 0, steps}}), "threadtime"));
+    // The second update's request and print go missing, and logd says it dropped lines.
+    const size_t from = findLine(lines, "mode(2), intent(1)");
+    lines.erase(lines.begin() + static_cast<long>(from),
+                lines.begin() + static_cast<long>(findLine(lines, "setColorMode:mode(3)")));
+    const std::string pid = lines[from].substr(19, 5);
+    lines.insert(lines.begin() + static_cast<long>(from),
+                 "11-14 22:13:21.000 " + pid + " " + pid + " I chatty  : uid=1000 expire 84 lines");
+    const ToolRun run = replay(joinLines(lines), DEVICE);
+    EXPECT_EQ(run.status, 0) << run.out << run.err;
+    EXPECT_NE(run.out.find("seq_num 2: identical, 0 LUTs, 12 bytes; note: seq_num is 2 where 1 "
+                           "was due: 1 updates before it are not in the log"),
+              std::string::npos)
+            << run.out;
+    EXPECT_NE(run.err.find("replay.log:" + std::to_string(from + 1) +
+                           ": warning: logd dropped lines of process"),
+              std::string::npos)
+            << run.err;
+}
 
 // An engine created before the log begins: the log starts after its first update.
 TEST(Replay, LogBeginningAfterCreation) {
