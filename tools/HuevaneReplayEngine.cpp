@@ -1,5 +1,7 @@
 #include "HuevaneReplayEngine.h"
 
+#include <android/log.h>
+
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
@@ -28,6 +30,7 @@ class LogRoute {
   public:
     explicit LogRoute(bool forward) {
         gForwardLog = forward;
+        __android_log_set_minimum_priority(forward ? ANDROID_LOG_VERBOSE : ANDROID_LOG_INFO);
         setHuevaneLogSink(onReplayLog);
     }
     ~LogRoute() { setHuevaneLogSink(nullptr); }

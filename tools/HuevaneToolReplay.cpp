@@ -74,7 +74,7 @@ class ReadingSearch {
     // Readings kept behind each open cycle.
     static constexpr size_t KEPT = 16;
     // Replays spent on one engine at most; then the best so far stands.
-    static constexpr int REPLAYS = 2000;
+    static constexpr int REPLAYS = 600;
     const std::string& mRoot;
     int mLogLevel;
     EngineReplay* mEngine;
@@ -85,8 +85,9 @@ class ReadingSearch {
 size_t ReadingSearch::getScore(const std::vector<size_t>& readings, long until) {
     mReplays--;
     const ReplayRequests requests = rebuildReplayRequests(*mEngine->log, readings);
+    // Only the replay that stands lets the engine's own lines through.
     const ReplayEngineRun run =
-            replayEngineLog(mRoot, mEngine->display, *mEngine->log, requests, mLogLevel, until);
+            replayEngineLog(mRoot, mEngine->display, *mEngine->log, requests, -1, until);
     size_t score = 0;
     for (const ReplayUpdate& u : run.updates) {
         if (until == 0 || u.line <= until) score += u.result == ReplayUpdate::DIFFERENT;
