@@ -217,26 +217,25 @@ bool readHost(string_view s, Prefix* prefix) {
     return true;
 }
 
-// `adb logcat -v color` wraps lines in ANSI colour sequences; Windows hosts end lines in CR.
-std::string getPlainLine(string_view line) {
-    if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
-    std::string plain;
-    plain.reserve(line.size());
-    for (size_t i = 0; i < line.size(); i++) {
-        if (line[i] == '\x1b' && i + 1 < line.size() && line[i + 1] == '[') {
-            size_t end = i + 2;
-            while (end < line.size() && !isalpha(static_cast<unsigned char>(line[end]))) end++;
-            i = end;
-            continue;
-        }
-        plain += line[i];
+// `adb logcat -v color` wraps every line in an ANSI colour sequence and a reset; a capture made
+// on Windows ends every line in CR. Anything else in a line is the library's own text.
+std::string getPlainLine(string_view line, bool crlf) {
+    if (crlf && !line.empty() && line.back() == '\r') line.remove_suffix(1);
+    if (line.size() >= 2 && line[0] == '\x1b' && line[1] == '[') {
+        const size_t end = line.find('m', 2);
+        if (end != NONE) line.remove_prefix(end + 1);
     }
-    return plain;
+    const string_view reset = "\x1b[0m";
+    if (line.size() >= reset.size() && line.substr(line.size() - reset.size()) == reset) {
+        line.remove_suffix(reset.size());
+    }
+    return std::string(line);
 }
 
 class LogReader {
   public:
-    LogReader(std::string tag, HuevaneLogRead* read) : mTag(std::move(tag)), mRead(read) {}
+    LogReader(std::string tag, bool crlf, HuevaneLogRead* read)
+        : mTag(std::move(tag)), mCrlf(crlf), mRead(read) {}
     void readLine(long number, const std::string& line);
     void finish() { flushLong(); }
 
@@ -247,6 +246,7 @@ class LogReader {
     void noteForm(HuevaneLogForm form);
 
     std::string mTag;
+    bool mCrlf;
     HuevaneLogRead* mRead;
     // A long entry whose lines are still coming.
     bool mInLong = false;
@@ -324,7 +324,7 @@ void LogReader::flushLong() {
 }
 
 void LogReader::readLine(long number, const std::string& line) {
-    const std::string plain = getPlainLine(line);
+    const std::string plain = getPlainLine(line, mCrlf);
     Prefix prefix;
     if (plain.compare(0, 10, "--------- ") == 0) {  // logcat's "beginning of main" and the like
         flushLong();
@@ -398,7 +398,9 @@ bool isFinalNewlineShown(HuevaneLogForm form) {
 
 HuevaneLogRead readHuevaneLog(const std::string& text, const std::string& tag) {
     HuevaneLogRead read;
-    LogReader reader(tag, &read);
+    const size_t firstEnd = text.find('\n');
+    const bool crlf = firstEnd != std::string::npos && firstEnd > 0 && text[firstEnd - 1] == '\r';
+    LogReader reader(tag, crlf, &read);
     size_t begin = 0;
     long number = 0;
     while (begin < text.size()) {

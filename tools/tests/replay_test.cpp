@@ -187,8 +187,12 @@ std::string getLog(const Capture& capture, const std::string& form) {
     if (form == "host") return capture.host;
     AndroidLogFormat* format = android_log_format_new();
     std::stringstream words(form);
+    bool crlf = false;  // a capture made on Windows
     for (std::string word; std::getline(words, word, ',');) {
-        android_log_setPrintFormat(format, android_log_formatFromString(word.c_str()));
+        crlf |= word == "crlf";
+        if (word != "crlf") {
+            android_log_setPrintFormat(format, android_log_formatFromString(word.c_str()));
+        }
     }
     std::string text = "--------- beginning of main\n";
     auto print = [&](int priority, const char* tag, const std::string& message, int pid, int tid,
@@ -216,7 +220,10 @@ std::string getLog(const Capture& capture, const std::string& form) {
         print(r.priority, "libhuevane", r.message, r.pid, r.tid, r.nanos);
     }
     android_log_format_free(format);
-    return text;
+    if (!crlf) return text;
+    std::string windows;
+    for (char c : text) windows += c == '\n' ? "\r\n" : std::string(1, c);
+    return windows;
 }
 
 // ---- running the tool ----
@@ -259,7 +266,8 @@ const std::vector<std::string> FORMS = {"host",
                                         "long",
                                         "threadtime,year,usec,uid",
                                         "time,epoch,nsec",
-                                        "long,color"};
+                                        "long,color",
+                                        "threadtime,color,crlf"};
 
 // ---- steps ----
 
