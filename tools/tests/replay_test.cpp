@@ -386,6 +386,27 @@ INSTANTIATE_TEST_SUITE_P(Replay, EveryForm, ::testing::ValuesIn(FORMS),
                              return name;
                          });
 
+// Two displays driven by two threads of one process, their lines interleaved step by step: the
+// forms that print thread ids tell them apart.
+TEST(Replay, RandomSessionsOfTwoEnginesReplayIdentical) {
+    for (unsigned seed = 1; seed <= 12; seed++) {
+        const std::vector<EngineScript> engines = {{0, 0, getRandomSteps(seed)},
+                                                   {1, 0, getRandomSteps(seed + 5000)}};
+        const Capture heard = capture(DEVICE, engines, true);
+        const size_t n = countUpdates(engines[0].steps) + countUpdates(engines[1].steps);
+        for (const char* form : {"host", "threadtime", "long"}) {
+            const ToolRun run = replay(getLog(heard, form), DEVICE);
+            EXPECT_EQ(run.status, 0) << "seed " << seed << " " << form << "\n"
+                                     << run.out << run.err;
+            EXPECT_NE(run.out.find(std::to_string(n) + " updates: " + std::to_string(n) +
+                                   " identical"),
+                      std::string::npos)
+                    << "seed " << seed << " " << form << "\n"
+                    << run.out;
+        }
+    }
+}
+
 // A gamma_matrix extension LUT without attributes, dumped beside a transform, reads either way;
 // the products tell which source held which.
 TEST(Replay, ReadsTransformAndExtensionMatricesAsTheDeviceDid) {
