@@ -412,6 +412,7 @@ void writeEngineText(const EngineReplay& engine, std::ostream& out) {
     }
     out << "\n";
     for (const std::string& document : log.documents) out << "  opened    " << document << "\n";
+    for (const std::string& note : log.creationNotes) out << "  noted     " << note << "\n";
     for (const ReplayUpdate& u : engine.run.updates) {
         out << getLabel("update " + std::to_string(u.number)) << getUpdateText(u) << "\n";
     }
@@ -442,8 +443,10 @@ Tally getTally(const ReplaySession& session) {
 
 void writeText(const ReplaySession& session, std::ostream& out) {
     out << getLabel("log") << session.path << ": " << session.read.lineCount << " lines ("
-        << getFormsText(session.read) << "), " << session.read.lines.size() << " of " << LIBRARY_TAG
-        << "\n";
+        << getFormsText(session.read) << "), " << session.read.lines.size() << " of "
+        << LIBRARY_TAG;
+    if (session.read.unreadCount > 0) out << ", " << session.read.unreadCount << " in no form";
+    out << "\n";
     for (const EngineReplay& engine : session.engines) {
         if (engine.replayed) writeEngineText(engine, out);
     }
@@ -523,6 +526,7 @@ void writeJsonDocument(const ReplaySession& session, const HuevaneDiagnostics& d
                            {"created_line", log.createdLine != 0 ? HuevaneJson(log.createdLine)
                                                                  : HuevaneJson(nullptr)},
                            {"documents", log.documents},
+                           {"creation_notes", log.creationNotes},
                            {"tree_documents", engine.run.treeDocuments},
                            {"updates", updates},
                            {"stopped", stopped}});
