@@ -55,6 +55,8 @@ const HuevaneToolCommand COMMANDS[] = {
          setupSimulateCommand},
         {"verify", "predicted accuracy of each mode against its target, in CIEDE2000",
          setupVerifyCommand},
+        {"replay", "rebuild a device's parcels from its log and compare them with the printed ones",
+         setupReplayCommand},
 };
 
 const char* const DESCRIPTION =

@@ -80,5 +80,6 @@ HuevaneToolRun setupProfileCommand(CLI::App& command);
 HuevaneToolRun setupMatrixCommand(CLI::App& command);
 HuevaneToolRun setupSimulateCommand(CLI::App& command);
 HuevaneToolRun setupVerifyCommand(CLI::App& command);
+HuevaneToolRun setupReplayCommand(CLI::App& command);
 
 #endif  // HUEVANE_TOOLS_HUEVANETOOLCOMMAND_H
