@@ -134,7 +134,7 @@ void checkAttributes(HuevaneToolContext& context, const std::string& text) {
         const std::string& value = values[i].first;
         const bool plain = !value.empty() &&
                            value.find_first_not_of("0123456789") == std::string::npos &&
-                           value.size() <= 3 && std::stoi(value) <= 255;
+                           value.size() <= 3 && values[i].second <= 255;
         if (i >= 4) {
             context.diagnostics.warning(quoted +
                                         " is read and ignored: only four attributes "
