@@ -314,6 +314,26 @@ INSTANTIATE_TEST_SUITE_P(
                          "",
                          "error: --attributes value 'x' is not a number from 0 to 255: the "
                          "library sends attribute byte 0"},
+                ExitCase{{"--root", DEVICE, "parcel", "--mode", "0", "--attributes", "255 0 9 10",
+                          "--extension", "hsc:1"},
+                         0,
+                         "attr 255,0,9,10",
+                         ""},
+                // Entries of one node with other attribute bytes are other entries.
+                ExitCase{{"diff", DEVICE + "/vendor/etc/pvx/calib_data_colormode0_demo_panel.xml",
+                          DEVICE + "/vendor/etc/pvx/calib_data_colormode1.xml"},
+                         1,
+                         "lut_removed  mode 0, intent 0: degamma attr 1,0,255,255  A ",
+                         ""},
+                // A parcel whose matrices all read: nothing to warn about.
+                ExitCase{{"--root", DEVICE, "explain", "--mode", "1"},
+                         0,
+                         "LUT 2       gamma_matrix (node 6) attr 0,255,255,255",
+                         ""},
+                ExitCase{{"profile", "--panel", SOURCE + "/examples/panel/demo_panel.json"},
+                         2,
+                         "",
+                         "profile writes an ICC profile: give -o FILE.icc"},
                 // A numeric node id names the same node as its name.
                 ExitCase{{"--root", DEVICE, "parcel", "--mode", "0", "--extension", "8:1,2,3"},
                          0,
@@ -390,6 +410,7 @@ INSTANTIATE_TEST_SUITE_P(
         ::testing::Values(
                 JsonCase{{"--root", DEVICE, "modes", "--json"}, 0, "/modes/3/mode_name", "vivid"},
                 JsonCase{{"--root", DEVICE, "modes", "--json"}, 0, "/modes/3/mode_id", 3},
+                JsonCase{{"--root", DEVICE, "modes", "--json"}, 0, "/modes/3/gamut_id", 2},
                 JsonCase{{"--root", DEVICE, "modes", "--json"}, 0, "/modes/2/intents/2/intent_id", 2},
                 JsonCase{{"--root", DEVICE, "modes", "--json"},
                          0,
