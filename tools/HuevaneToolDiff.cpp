@@ -85,8 +85,10 @@ void diffPair(const HuevaneModelPair& pa, const HuevaneModelPair& pb,
         const HuevaneModelLut* lb = findLut(pb.luts, la.lut.first);
         HuevaneDifference d = lutDifference(lb ? "lut_changed" : "lut_removed", pa, la.lut.first);
         d.a = la.place;
+        d.aSent = getSentText(la);
         if (lb != nullptr) {
             d.b = lb->place;
+            d.bSent = getSentText(*lb);
             if (la.lut.second == lb->lut.second ||
                 !describeTextChange(la.lut.first.id, la.lut.second, lb->lut.second, &d)) {
                 continue;
@@ -98,6 +100,7 @@ void diffPair(const HuevaneModelPair& pa, const HuevaneModelPair& pb,
         if (findLut(pa.luts, lb.lut.first) != nullptr) continue;
         HuevaneDifference d = lutDifference("lut_added", pb, lb.lut.first);
         d.b = lb.place;
+        d.bSent = getSentText(lb);
         out->push_back(d);
     }
 }
@@ -296,6 +299,10 @@ void writeText(const std::vector<HuevaneDifference>& differences, std::ostream& 
         if (d.index >= 0) {
             out << "; first at index " << d.index << ": " << d.aValue << " -> " << d.bValue;
         }
+        if (!d.aSent.empty() || !d.bSent.empty()) {
+            out << "; sent " << (d.aSent.empty() ? "none" : d.aSent) << " -> "
+                << (d.bSent.empty() ? "none" : d.bSent);
+        }
         out << "\n";
     }
     out << differences.size() << " difference" << (differences.size() == 1 ? "" : "s") << "\n";
@@ -325,6 +332,8 @@ void writeJsonDocument(const std::vector<HuevaneDifference>& differences, std::o
             item["a_value"] = d.aValue;
             item["b_value"] = d.bValue;
         }
+        if (!d.aSent.empty()) item["a_sent"] = d.aSent;
+        if (!d.bSent.empty()) item["b_sent"] = d.bSent;
         list.push_back(item);
     }
     writeJson(out, {{"same", differences.empty()}, {"differences", list}});

@@ -13,9 +13,8 @@
 #include "HuevaneToolModel.h"
 
 struct HuevaneDifference {
-    // mode_added, mode_removed, mode_changed, intent_added, intent_removed, intent_changed,
-    // lut_added, lut_removed, lut_changed; parcel_changed, entry_added, entry_removed,
-    // entry_changed.
+    // mode_ and intent_ added, removed, changed, offered_twice, order; lut_added, lut_removed,
+    // lut_changed; parcel_changed, entry_added, entry_removed, entry_changed.
     std::string kind;
     int64_t modeId = -1;  // -1: not about one mode
     int64_t intentId = -1;
@@ -26,6 +25,9 @@ struct HuevaneDifference {
     std::string detail;
     int64_t index = -1;  // first differing value
     std::string aValue, bValue;
+    // A LUT's entry as the device receives it in A and in B ("1257 bytes, crc 0xFFCA"; "" where
+    // there is none).
+    std::string aSent, bSent;
 };
 
 std::vector<HuevaneDifference> diffCalibrations(const HuevaneCalibrationModel& a,

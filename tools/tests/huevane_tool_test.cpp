@@ -358,7 +358,8 @@ INSTANTIATE_TEST_SUITE_P(
                          "lut_changed  mode 0, intent 0: degamma attr 1,255,255,255  A " +
                                  DATA + "/diff_lists_a.xml:6  B " + DATA +
                                  "/diff_lists_b.xml:7: 1 of 4 values differ; first at index 3: "
-                                 "40 -> 44\n4 differences\n",
+                                 "40 -> 44; sent 22 bytes, crc 0xFF0E -> 22 bytes, crc 0xFF41\n"
+                                 "4 differences\n",
                          ""},
                 ExitCase{{"diff", DATA + "/good.parcel", DATA + "/bad_crc.parcel"},
                          1,
