@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cmath>
 #include <cstdio>
 #include <fstream>
 #include <nlohmann/json.hpp>
@@ -330,6 +331,13 @@ INSTANTIATE_TEST_SUITE_P(
                          0,
                          "LUT 2       gamma_matrix (node 6) attr 0,255,255,255",
                          ""},
+                // Primaries beyond the panel are held to 0..1 before they are predicted.
+                ExitCase{{"matrix", "--panel", SOURCE + "/examples/panel/demo_panel.json",
+                          "--target", "bt2020"},
+                         0,
+                         "  green     target x 0.1700 y 0.7970  panel x 0.2620 y 0.7000  ΔE2000 "
+                         "8.14\n",
+                         ""},
                 ExitCase{{"profile", "--panel", SOURCE + "/examples/panel/demo_panel.json"},
                          2,
                          "",
@@ -510,6 +518,29 @@ TEST(ToolOutput, FindingsGoToTheFileAndAFailureLeavesItAlone) {
         EXPECT_NE(runTool(failing).status, TOOL_OK) << failing[2];
         std::ifstream again(file);
         EXPECT_EQ(std::string((std::istreambuf_iterator<char>(again)), {}), findings) << failing[2];
+    }
+}
+
+// --fail-above DE passes a maximum of exactly DE and fails one just above it.
+TEST(ToolVerify, TheGateHoldsAtItsOwnValue) {
+    const std::vector<std::string> request = {
+            "--root", DEVICE,    "verify",
+            "--json", "--panel", SOURCE + "/examples/panel/demo_panel.json",
+            "--mode", "2",       "--intent",
+            "0"};
+    const nlohmann::json first = nlohmann::json::parse(runTool(request).out);
+    const double max = first["pairs"][0]["delta_e"]["max"].get<double>();
+    ASSERT_GT(max, 0);
+    const struct {
+        double gate;
+        int status;
+    } cases[] = {{max, 0}, {std::nextafter(max, 0.0), 1}};
+    for (const auto& c : cases) {
+        char gate[40];
+        snprintf(gate, sizeof gate, "%.17g", c.gate);
+        std::vector<std::string> args = request;
+        args.insert(args.end(), {"--fail-above", gate});
+        EXPECT_EQ(runTool(args).status, c.status) << gate;
     }
 }
 
