@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "HuevaneImplMatrix.h"
 #include "HuevaneInspection.h"
 #include "HuevaneParcelReader.h"
 #include "HuevaneTestSupport.h"
@@ -90,23 +91,16 @@ TEST(InspectionTest, EveryEntryIsTheEnginesOwn) {
                         EXPECT_EQ(entry.stored.second, extensions[entry.origin.extensionEntry].data);
                     }
                     if (entry.stage != 0) {
-                        huevane::mat4 product = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
-                        for (const auto& factor : entry.factors) {
-                            huevane::mat4 next{};
-                            for (size_t j = 0; j < 4; j++) {
-                                for (size_t i = 0; i < 4; i++) {
-                                    float sum = product[i] * factor.matrix[4 * j];
-                                    for (size_t m = 1; m < 4; m++) {
-                                        float term = product[4 * m + i] * factor.matrix[4 * j + m];
-                                        sum = sum + term;
-                                    }
-                                    next[4 * j + i] = sum;
-                                }
-                            }
-                            product = next;
+                        // A fresh stage given the factors, the rightmost first, sends the same.
+                        HuevaneImplMatrix stage(entry.stage);
+                        for (size_t f = entry.factors.size(); f-- > 0;) {
+                            const std::string text = huevane::getMatrixTextFromFloats(
+                                    entry.factors[f].matrix.data(), 16);
+                            stage.setDataLuts(static_cast<int>(entry.factors.size() - 1 - f),
+                                              {huevane::getDataHeader(entry.stage, text), text});
                         }
-                        EXPECT_EQ(huevane::getMatrixTextFromFloats(product.data(), 16),
-                                  entry.sent.second);
+                        ASSERT_FALSE(stage.getDataLuts().empty());
+                        EXPECT_EQ(stage.getDataLuts().back().second, entry.sent.second);
                     }
                     entries++;
                 }
