@@ -31,10 +31,6 @@ std::string calibration(const std::string& luts, const std::string& mode = MODE_
     return prolog + "<Calib_Data>" + mode + luts + "</mode></Calib_Data>";
 }
 
-std::string lut(const std::string& node, size_t length) {
-    return "<" + node + ">" + std::string(length, '7') + "</" + node + ">";
-}
-
 // A billion laughs: ten levels of tenfold references.
 std::string entityBomb() {
     std::string dtd = "<!DOCTYPE Calib_Data [<!ENTITY e0 'laugh'>";
@@ -169,8 +165,8 @@ const BadInput ROWS[] = {
                       "intent_id='zero' intent_name='i'>")),
      nullptr, true, {0xFFFFFFFF}, 0, 0, 1, DEFAULT_OPENED,
      std::string("\xDA\x04\x0E\x00\x0C\x00\xFF\xFB\xFF\x07", 10)},
-    {"LUT text of 1 MB", file(calibration(lut("degamma", 1 << 20))), nullptr, true, {0}, 0, 1, 0,
-     "size mistmatch between data 1048576 and header 13-12-1\n"},
+    {"LUT text of 1 MB", file(calibration("<degamma>" + std::string(1 << 20, '7') + "</degamma>")),
+     nullptr, true, {0}, 0, 1, 0, "size mistmatch between data 1048576 and header 13-12-1\n"},
     {"null transform", file(EMPTY_MODE), nullTransform, true, {0}, 1, 0, 0},
     {"null extension data", file(EMPTY_MODE), nullExtensionData, true, {0}, 0, 0, 1, "",
      std::string("\xDA\x05\x0E\x00\x0C\x00\xFF\xFF\xFF\xFF", 10)},
