@@ -181,14 +181,12 @@ TEST_F(EngineTest, LaterLutOfTheSameIdentityReplacesInPlace) {
 
     // Many identities, each offered twice: every one keeps its first place and its last text.
     std::vector<std::string> attributes;
+    for (int i = 0; i < 200; i++)
+        attributes.push_back(std::to_string(i % 100) + " " + char('0' + i / 100));
     std::vector<HuevaneExtension> entries;
-    for (int round = 0; round < 2; round++) {
-        for (int k = 0; k < 100; k++)
-            attributes.push_back(std::to_string(k) + " " + std::to_string(round));
-    }
-    for (size_t i = 0; i < attributes.size(); i++) {
-        entries.push_back({0, attributes[i].c_str(), uint32_t(attributes[i].find(' '))});
-        entries.push_back({4, attributes[i].c_str(), 0});
+    for (const std::string& text : attributes) {
+        entries.push_back({0, text.c_str(), uint32_t(text.find(' '))});
+        entries.push_back({4, text.c_str(), 0});
     }
     mEngine->clearDataLuts();
     mEngine->setColorExtension(entries);

@@ -5,8 +5,10 @@
 #include <cstring>
 #include <memory>
 #include <string>
+#include <tuple>
 #include <vector>
 
+#include "HuevaneImplMatrix.h"
 #include "HuevaneInspection.h"
 #include "HuevaneParcelReader.h"
 #include "HuevaneTestSupport.h"
@@ -90,23 +92,16 @@ TEST(InspectionTest, EveryEntryIsTheEnginesOwn) {
                         EXPECT_EQ(entry.stored.second, extensions[entry.origin.extensionEntry].data);
                     }
                     if (entry.stage != 0) {
-                        huevane::mat4 product = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
-                        for (const auto& factor : entry.factors) {
-                            huevane::mat4 next{};
-                            for (size_t j = 0; j < 4; j++) {
-                                for (size_t i = 0; i < 4; i++) {
-                                    float sum = product[i] * factor.matrix[4 * j];
-                                    for (size_t m = 1; m < 4; m++) {
-                                        float term = product[4 * m + i] * factor.matrix[4 * j + m];
-                                        sum = sum + term;
-                                    }
-                                    next[4 * j + i] = sum;
-                                }
-                            }
-                            product = next;
+                        // A fresh stage given the factors, the rightmost first, sends the same.
+                        HuevaneImplMatrix stage(entry.stage);
+                        for (size_t f = entry.factors.size(); f-- > 0;) {
+                            const std::string text = huevane::getMatrixTextFromFloats(
+                                    entry.factors[f].matrix.data(), 16);
+                            stage.setDataLuts(static_cast<int>(entry.factors.size() - 1 - f),
+                                              {huevane::getDataHeader(entry.stage, text), text});
                         }
-                        EXPECT_EQ(huevane::getMatrixTextFromFloats(product.data(), 16),
-                                  entry.sent.second);
+                        ASSERT_FALSE(stage.getDataLuts().empty());
+                        EXPECT_EQ(stage.getDataLuts().back().second, entry.sent.second);
                     }
                     entries++;
                 }
@@ -164,36 +159,29 @@ TEST(InspectionTest, TheAccountSaysWhatTheReaderMetAndWhere) {
     EXPECT_EQ(account.targetName.node, "/sys/class/pvx/pvx/xml");
     EXPECT_EQ(account.targetName.name, "panel.xml");
 
-    std::vector<std::string> documents;
-    for (const HuevaneDocumentRecord& d : account.documents) {
-        documents.push_back(d.path.substr(stem.size()) + " " + std::to_string(d.outcome) +
-                            (d.sub ? " sub" : ""));
-    }
     using D = HuevaneDocumentRecord;
-    EXPECT_EQ(documents, (std::vector<std::string>{
-                                 "_panel.xml " + std::to_string(D::NOT_PARSED),
-                                 ".xml " + std::to_string(D::USED),
-                                 "_panel_tune.xml " + std::to_string(D::NO_TUNE_MODE) + " sub",
-                                 "_panel_none.xml " + std::to_string(D::NOT_FOUND) + " sub",
-                                 "_none.xml " + std::to_string(D::NOT_FOUND) + " sub"}));
+    std::vector<std::tuple<std::string, int, bool>> documents;
+    for (const D& d : account.documents)
+        documents.emplace_back(d.path.substr(stem.size()), d.outcome, d.sub);
+    EXPECT_EQ(documents, (decltype(documents){{"_panel.xml", D::NOT_PARSED, false},
+                                              {".xml", D::USED, false},
+                                              {"_panel_tune.xml", D::NO_TUNE_MODE, true},
+                                              {"_panel_none.xml", D::NOT_FOUND, true},
+                                              {"_none.xml", D::NOT_FOUND, true}}));
 
-    std::vector<std::string> notes;
-    for (const HuevaneReaderNote& note : account.notes) {
-        notes.push_back(std::to_string(note.place.line) + " " + std::to_string(note.kind) + " " +
-                        note.name + " " + note.text);
-    }
     using N = HuevaneReaderNote;
-    EXPECT_EQ(notes, (std::vector<std::string>{
-                             "2 " + std::to_string(N::NOT_A_MODE_NODE) + " version ",
-                             "3 " + std::to_string(N::NUMBER) + " mode_id 1x",
-                             "3 " + std::to_string(N::NUMBER) + " intent_id -1",
-                             "4 " + std::to_string(N::NOT_A_LUT_NODE) + " gama ",
-                             "5 " + std::to_string(N::NUMBER) + " att0 300",
-                             "7 " + std::to_string(N::MODE_INCOMPLETE) +
-                                     " b gamut_name, intent_name, intent_id",
-                             "8 " + std::to_string(N::KEY_REPEATED) + " a ",
-                             "8 " + std::to_string(N::SUBXML_NOT_USED) + " subxml tune",
-                             "11 " + std::to_string(N::SUBXML_NOT_FOUND) + " subxml none"}));
+    std::vector<std::tuple<int, int, std::string, std::string>> notes;
+    for (const N& n : account.notes) notes.emplace_back(n.place.line, n.kind, n.name, n.text);
+    EXPECT_EQ(notes,
+              (decltype(notes){{2, N::NOT_A_MODE_NODE, "version", ""},
+                               {3, N::NUMBER, "mode_id", "1x"},
+                               {3, N::NUMBER, "intent_id", "-1"},
+                               {4, N::NOT_A_LUT_NODE, "gama", ""},
+                               {5, N::NUMBER, "att0", "300"},
+                               {7, N::MODE_INCOMPLETE, "b", "gamut_name, intent_name, intent_id"},
+                               {8, N::KEY_REPEATED, "a", ""},
+                               {8, N::SUBXML_NOT_USED, "subxml", "tune"},
+                               {11, N::SUBXML_NOT_FOUND, "subxml", "none"}}));
     EXPECT_EQ(account.notes[6].earlier.line, 3);
 
     // The stored LUTs of (1, 4294967295) are the later mode node's own, at their lines; every
