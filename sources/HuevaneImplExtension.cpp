@@ -105,7 +105,7 @@ std::vector<std::pair<std::string, unsigned int>> HuevaneImplExtension::getAttri
 }
 
 void HuevaneImplExtension::putDataLuts(unsigned char id, std::string text,
-                                       std::vector<unsigned int> attributes) {
+                                       const std::vector<unsigned int>& attributes) {
     uint8_t attr[4];
     getAttributeBytes(attributes, attr);
     pvx_colormode_data_header header =

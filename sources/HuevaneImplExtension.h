@@ -26,7 +26,8 @@ class HuevaneImplExtension : public HuevaneImplCallerSource<HuevaneExtension> {
             const HuevaneExtension& entry);
     // True for an entry that stages a LUT: a node id with a text.
     static bool isLutEntry(const HuevaneExtension& entry);
-    void putDataLuts(unsigned char id, std::string text, std::vector<unsigned int> attributes);
+    void putDataLuts(unsigned char id, std::string text,
+                     const std::vector<unsigned int>& attributes);
 
   private:
     // The attribute bytes of the current attributes: the low 8 bits of the first four, 0xFF for

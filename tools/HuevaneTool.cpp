@@ -174,10 +174,10 @@ class HuevaneToolMain {
     int usageError(const std::string& message, const Registered* command);
     int runHelp(const std::string& topic);
     int runCommand(const Registered& registered);
-    std::string getCommandUsage(const Registered& registered) const;
+    static std::string getCommandUsage(const Registered& registered);
     // The command's output with the problems that did not go to stderr.
-    std::string finishJson(const std::string& document, const HuevaneDiagnostics& diagnostics,
-                           const Registered& registered) const;
+    static std::string finishJson(const std::string& document, const HuevaneDiagnostics& diagnostics,
+                                  const Registered& registered);
 
     std::ostream& mOut;
     std::ostream& mErr;
@@ -203,7 +203,7 @@ void HuevaneToolMain::build() {
     mHelp->add_option("COMMAND", mHelpTopic, "the command to explain");
 }
 
-std::string HuevaneToolMain::getCommandUsage(const Registered& registered) const {
+std::string HuevaneToolMain::getCommandUsage(const Registered& registered) {
     std::string usage =
             std::string("usage: huevane-tool [COMMON OPTIONS] ") + registered.command->name;
     for (const CLI::Option* option : registered.app->get_options()) {
@@ -250,7 +250,7 @@ int HuevaneToolMain::runHelp(const std::string& topic) {
 
 std::string HuevaneToolMain::finishJson(const std::string& document,
                                         const HuevaneDiagnostics& diagnostics,
-                                        const Registered& registered) const {
+                                        const Registered& registered) {
     HuevaneJson json = document.empty() ? HuevaneJson::object() : HuevaneJson::parse(document);
     if (!registered.command->findingsInDocument || document.empty()) {
         HuevaneJson problems = HuevaneJson::array();

@@ -227,6 +227,7 @@ std::string findingsSection(const std::vector<HuevaneFinding>& findings) {
     std::string html = "<h2 id='findings'>Findings</h2>\n";
     if (findings.empty()) return html + "<p>None.</p>\n";
     std::vector<const HuevaneFinding*> sorted;
+    sorted.reserve(findings.size());
     for (const HuevaneFinding& finding : findings) sorted.push_back(&finding);
     std::stable_sort(sorted.begin(), sorted.end(),
                      [](const HuevaneFinding* a, const HuevaneFinding* b) {
