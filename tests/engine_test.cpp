@@ -181,9 +181,11 @@ TEST_F(EngineTest, LaterLutOfTheSameIdentityReplacesInPlace) {
 
     // Many identities, each offered twice: every one keeps its first place and its last text.
     std::vector<std::string> attributes;
+    attributes.reserve(200);
     for (int i = 0; i < 200; i++)
         attributes.push_back(std::to_string(i % 100) + " " + char('0' + i / 100));
     std::vector<HuevaneExtension> entries;
+    entries.reserve(2 * attributes.size());
     for (const std::string& text : attributes) {
         entries.push_back({0, text.c_str(), uint32_t(text.find(' '))});
         entries.push_back({4, text.c_str(), 0});
