@@ -47,7 +47,7 @@ void checkEmitted(const HuevaneDataLut& offered, const HuevaneDataLut& emitted) 
                            reinterpret_cast<const unsigned char*>(emitted.second.c_str()),
                            static_cast<int32_t>(emitted.second.size() + 1)),
           "crc");
-    check(emitted.second.compare(0, 2, "1,") == 0, "written flag");
+    check(emitted.second.str().compare(0, 2, "1,") == 0, "written flag");
     checkRoundTrip(emitted);
 }
 
