@@ -41,11 +41,12 @@ HuevaneImplColorMode::~HuevaneImplColorMode() {
 
 HuevaneDataLutList HuevaneImplColorMode::getDataLuts() {
     // Borrowed texts: the reader keeps them for the engine's lifetime.
-    return mDataLuts != nullptr ? huevane::getBorrowedDataLuts(*mDataLuts) : HuevaneDataLutList();
+    return mStaged;
 }
 
 void HuevaneImplColorMode::clearDataLuts() {
     mDataLuts = nullptr;
+    mStaged.clear();
 }
 
 void HuevaneImplColorMode::dumpDataLuts() {
@@ -66,6 +67,8 @@ int32_t HuevaneImplColorMode::setDataLuts(std::vector<unsigned int> request) {
     mRenderIntentId = request[1];
     // An unknown pair stages nothing and is still accepted: there is no fallback.
     mDataLuts = mColorModeXml->findDataLuts(mColorModeId, mRenderIntentId);
+    mStaged.clear();
+    if (mDataLuts != nullptr) huevane::putBorrowedDataLuts(*mDataLuts, &mStaged);
     return 0;
 }
 

@@ -30,6 +30,8 @@ class HuevaneImplColorMode : public HuevaneImplLutSource<unsigned int> {
     HuevaneImplColorMode& operator=(const HuevaneImplColorMode&) = delete;
 
     HuevaneDataLutList getDataLuts() override;
+    // The staged LUTs themselves, for the engine's update: read in place, never copied.
+    const HuevaneDataLutList& getStagedDataLuts() const { return mStaged; }
     void clearDataLuts() override;
     void dumpDataLuts() override;
     int32_t getDataLutsMaxSize() override;
@@ -63,6 +65,9 @@ class HuevaneImplColorMode : public HuevaneImplLutSource<unsigned int> {
     // The staged LUTs: the reader's own list for the pair, which never changes after the walk,
     // so staging a mode copies nothing. Null when nothing is staged.
     const huevane::HuevaneStoredDataLutList* mDataLuts = nullptr;
+    // The same LUTs as views of the reader's texts; its storage is kept between requests, so
+    // staging a mode allocates only when a pair has more LUTs than every earlier one.
+    HuevaneDataLutList mStaged;
     uint32_t mColorModeId = 0xFFFFFFFF;
     uint32_t mRenderIntentId = 0xFFFFFFFF;
 };

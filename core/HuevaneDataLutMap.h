@@ -30,13 +30,18 @@ using HuevaneStoredDataLut = std::pair<pvx_colormode_data_header, std::string>;
 using HuevaneStoredDataLutList = std::vector<HuevaneStoredDataLut>;
 using HuevaneDataLutMap = std::unordered_map<HuevaneLutKey, HuevaneStoredDataLutList, PairHash>;
 
+// Appends the stored LUTs to `luts` as entries that borrow their texts.
+inline void putBorrowedDataLuts(const HuevaneStoredDataLutList& stored, HuevaneDataLutList* luts) {
+    luts->reserve(luts->size() + stored.size());
+    for (const HuevaneStoredDataLut& lut : stored) {
+        luts->emplace_back(lut.first, HuevaneText::borrow(lut.second));
+    }
+}
+
 // The stored LUTs as a data-LUT list that borrows their texts.
 inline HuevaneDataLutList getBorrowedDataLuts(const HuevaneStoredDataLutList& stored) {
     HuevaneDataLutList luts;
-    luts.reserve(stored.size());
-    for (const HuevaneStoredDataLut& lut : stored) {
-        luts.emplace_back(lut.first, HuevaneText::borrow(lut.second));
-    }
+    putBorrowedDataLuts(stored, &luts);
     return luts;
 }
 

@@ -104,15 +104,14 @@ int32_t HuevaneImplementation::offerToMatrixStages(int32_t sourceKind, const Hue
 }
 
 HuevaneDataLutList HuevaneImplementation::createDataLuts() {
-    StagedLuts staged;
-    collectDataLuts(staged);
+    collectDataLuts();
     HuevaneDataLutList list;
     for (const HuevaneDataLut* lut : mUpdateList) list.push_back(*lut);
     mUpdateList.clear();
     return list;
 }
 
-void HuevaneImplementation::collectDataLuts(StagedLuts& staged) {
+void HuevaneImplementation::collectDataLuts() {
     mIndex.clear();
     mUpdateList.clear();
     if (mAccount != nullptr) {
@@ -121,14 +120,11 @@ void HuevaneImplementation::collectDataLuts(StagedLuts& staged) {
         for (auto& emitted : mAccount->emitted) emitted.clear();
         for (auto& stage : mAccount->lastTaken) std::fill(std::begin(stage), std::end(stage), -1);
     }
-    // The sources' lists share their texts; the caller keeps them until the entries are packed.
-    staged[huevane::SOURCE_KIND_COLOR_MODE] = mColorMode->getDataLuts();
-    staged[huevane::SOURCE_KIND_TRANSFORM] = mTransform->getDataLuts();
-    staged[huevane::SOURCE_KIND_EXTENSION] = mExtension->getDataLuts();
-    for (int32_t kind : {huevane::SOURCE_KIND_COLOR_MODE, huevane::SOURCE_KIND_TRANSFORM,
-                         huevane::SOURCE_KIND_EXTENSION}) {
-        putIndexedDataLuts(staged[kind], kind);
-    }
+    // Read where the sources keep them: nothing changes those lists until the entries are
+    // packed, and copying them would cost the update an allocation per source.
+    putIndexedDataLuts(mColorMode->getStagedDataLuts(), huevane::SOURCE_KIND_COLOR_MODE);
+    putIndexedDataLuts(mTransform->getStagedDataLuts(), huevane::SOURCE_KIND_TRANSFORM);
+    putIndexedDataLuts(mExtension->getStagedDataLuts(), huevane::SOURCE_KIND_EXTENSION);
     putEmittedDataLuts(mGammaMatrix);
     putEmittedDataLuts(mLinearMatrix);
 }
@@ -245,8 +241,7 @@ int32_t HuevaneImplementation::getColorCoefSize() {
 }
 
 int32_t HuevaneImplementation::updateColorCoef(void* buffer) {
-    StagedLuts staged;
-    collectDataLuts(staged);
+    collectDataLuts();
     const int32_t result = packEntries(mUpdateList, buffer);
     // The texts are in the parcel now (or refused); only the result list's storage is kept.
     mUpdateList.clear();

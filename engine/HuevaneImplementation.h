@@ -82,11 +82,9 @@ class HuevaneImplementation : public IHuevane {
   private:
     // 0 when a stage took the LUT.
     int32_t offerToMatrixStages(int32_t sourceKind, const HuevaneDataLut& lut);
-    // What each source staged, by source kind; the result list points into it.
-    using StagedLuts = HuevaneDataLutList[3];
-    // createDataLuts as pointers (mUpdateList) into `staged` and the stages' emitted LUTs, valid
-    // while `staged` lives and the stages keep them; de-duplicates through mIndex.
-    void collectDataLuts(StagedLuts& staged);
+    // createDataLuts as pointers (mUpdateList) into the sources' staged lists and the stages'
+    // emitted LUTs, valid until the next request or clear; de-duplicates through mIndex.
+    void collectDataLuts();
     void putIndexedDataLuts(const HuevaneDataLutList& luts, int32_t sourceKind);
     void putEmittedDataLuts(const HuevaneImplMatrix& stage);
     // The position the LUT took in mUpdateList.
@@ -106,8 +104,8 @@ class HuevaneImplementation : public IHuevane {
     int32_t mMinCoefSize = PVX_MIN_COEF_SIZE;
     uint8_t mSeqNum = 0;
     int32_t mLogLevel = 0;
-    // Scratch of every update, kept so that the update allocates only the sources' lists it
-    // asks for: the result list, as pointers into them.
+    // Scratch of every update, kept so that a steady update allocates nothing: the result list,
+    // as pointers into the lists the sources and stages hold.
     huevane::HuevaneDataLutIndex mIndex;
     std::vector<const HuevaneDataLut*> mUpdateList;
     // Inspection only: the account being kept.

@@ -15,6 +15,8 @@ class HuevaneImplCallerSource : public HuevaneImplLutSource<T> {
     explicit HuevaneImplCallerSource(int32_t maxSize) : mDataLutsMaxSize(maxSize) {}
 
     HuevaneDataLutList getDataLuts() override { return mDataLuts; }
+    // The staged LUTs themselves, for the engine's update: read in place, never copied.
+    const HuevaneDataLutList& getStagedDataLuts() const { return mDataLuts; }
     void clearDataLuts() override { mDataLuts.clear(); }
     void dumpDataLuts() override { huevane::dumpStagedDataLuts(mDataLuts); }
     int32_t getDataLutsMaxSize() override { return mDataLutsMaxSize; }
