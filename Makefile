@@ -135,7 +135,7 @@ tidy: build
 # compared byte for byte with the native build's.
 ARM64_DIR ?= build-arm64
 ARM64_PACKAGES := g++-aarch64-linux-gnu qemu-user-static libstdc++6:arm64 libxml2-dev:arm64 \
-    android-liblog-dev:arm64 libgtest-dev:arm64
+    android-liblog-dev:arm64 libgtest-dev:arm64 liblcms2-dev:arm64
 ARM64_EMULATOR := qemu-aarch64-static
 .PHONY: deps-arm64 test-arm64
 
