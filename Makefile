@@ -3,10 +3,10 @@ BUILD_DIR ?= build
 JOBS ?= $(shell nproc 2>/dev/null || echo 2)
 CMAKE_FLAGS ?=
 
+# ICC profiles the tool's tests read as panels and targets (defined first: PACKAGES expands it now).
+TEST_DATA_PACKAGES := colord-data icc-profiles-free
 PACKAGES := cmake g++ make pkg-config libxml2-dev android-liblog-dev libgtest-dev libbenchmark-dev \
     libcli11-dev nlohmann-json3-dev liblcms2-dev $(TEST_DATA_PACKAGES)
-# ICC profiles the tool's tests read as panels and targets.
-TEST_DATA_PACKAGES := colord-data icc-profiles-free
 
 .PHONY: deps build test run clean sanitize tsan fuzz fuzz-smoke fuzz-build bench bench-build \
 	compare-today format format-check tidy
