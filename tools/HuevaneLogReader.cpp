@@ -257,6 +257,10 @@ class LogReader {
     bool mAfterHost = false;
     bool mHostOurs = false;
     HuevaneLogLine mHost;
+    // The last line in threadtime's prefix. Newer liblog's stderr writer prints that prefix too,
+    // but only on a message's first line: a bare line after one tells that writer apart.
+    bool mAfterThreadtime = false;
+    bool mThreadtimeOurs = false;
 };
 
 void LogReader::noteForm(HuevaneLogForm form) {
@@ -329,11 +333,13 @@ void LogReader::readLine(long number, const std::string& line) {
     if (plain.compare(0, 10, "--------- ") == 0) {  // logcat's "beginning of main" and the like
         flushLong();
         mAfterHost = false;
+        mAfterThreadtime = false;
         mRead->otherLines++;
         return;
     }
     if (readLongHeader(plain, &prefix)) {
         mAfterHost = false;
+        mAfterThreadtime = false;
         startLong(number, prefix);
         return;
     }
@@ -344,6 +350,7 @@ void LogReader::readLine(long number, const std::string& line) {
     if (readHost(plain, &prefix)) {
         add(number, prefix, HuevaneLogBoundary::ENTRY);
         mAfterHost = true;
+        mAfterThreadtime = false;
         mHostOurs = prefix.tag == mTag;
         if (mHostOurs) mHost = mRead->lines.back();
         return;
@@ -352,7 +359,25 @@ void LogReader::readLine(long number, const std::string& line) {
         readBrief(plain, &prefix)) {
         add(number, prefix, HuevaneLogBoundary::UNKNOWN);
         mAfterHost = false;
+        mAfterThreadtime = prefix.form == HuevaneLogForm::THREADTIME;
+        mThreadtimeOurs = prefix.tag == mTag;
         return;
+    }
+    // logcat prints no bare lines: a bare line after a threadtime line means that line came from
+    // newer liblog's stderr writer, and the bare line continues its message. Unless it names the
+    // tag, which no message of the library does: that is a garbled logcat line.
+    const bool writers = mAfterThreadtime && plain.find(mTag) == std::string::npos;
+    mAfterThreadtime = false;
+    if (writers) {
+        noteForm(HuevaneLogForm::HOST);
+        mAfterHost = true;
+        mHostOurs = mThreadtimeOurs;
+        if (mHostOurs) {
+            HuevaneLogLine& first = mRead->lines.back();
+            first.form = HuevaneLogForm::HOST;
+            first.boundary = HuevaneLogBoundary::ENTRY;
+            mHost = first;
+        }
     }
     if (mAfterHost) {  // a further plain of the message the stderr writer printed last
         if (!mHostOurs) {

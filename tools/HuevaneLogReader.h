@@ -1,7 +1,8 @@
 // Reads a captured Android log as `adb logcat` prints it (`-v threadtime`, `time`, `brief` and
 // `long`, with their modifiers: year, zone, epoch, monotonic, usec, nsec, uid, colour) or as
-// liblog's stderr writer prints it on a host, and keeps the lines of one tag. Every line is
-// told apart on its own, so a log that mixes forms (two captures pasted together) reads too.
+// liblog's stderr writer prints it on a host (up to liblog 29 "TAG P TIME PID TID MESSAGE"; later
+// threadtime's prefix on a message's first line only), and keeps the lines of one tag. Every line
+// is told apart on its own, so a log that mixes forms (two captures pasted together) reads too.
 #ifndef HUEVANE_TOOLS_HUEVANELOGREADER_H
 #define HUEVANE_TOOLS_HUEVANELOGREADER_H
 

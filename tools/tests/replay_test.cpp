@@ -181,10 +181,26 @@ Capture capture(const std::string& root, const std::vector<EngineScript>& engine
     return {gRecords, readFile(stderrPath)};
 }
 
+// As the stderr writer of liblog 34 (Debian 13) prints a session, whichever liblog this test
+// runs on: threadtime's prefix on a message's first line, its further lines bare.
+std::string getStderr34Log(const Capture& capture) {
+    std::string text;
+    for (const Record& r : capture.records) {
+        char line[64];
+        const long long ms = r.nanos / 1000000;
+        snprintf(line, sizeof(line),
+                 "11-24 10:%02lld:%02lld.%03lld %5d %5d %c %-8s: ", ms / 60000 % 60, ms / 1000 % 60,
+                 ms % 1000, r.pid, r.tid, "XXVDIWEF"[r.priority], "libhuevane");
+        text += line + r.message + "\n";
+    }
+    return text;
+}
+
 // The capture as `adb logcat -v FORM` prints it ("host": as liblog's stderr writer did), with
 // other processes' lines between the library's.
 std::string getLog(const Capture& capture, const std::string& form) {
     if (form == "host") return capture.host;
+    if (form == "stderr34") return getStderr34Log(capture);
     AndroidLogFormat* format = android_log_format_new();
     std::stringstream words(form);
     bool crlf = false;  // a capture made on Windows
@@ -260,6 +276,7 @@ size_t countOf(const std::string& text, const std::string& piece) {
 }
 
 const std::vector<std::string> FORMS = {"host",
+                                        "stderr34",
                                         "threadtime",
                                         "time",
                                         "brief",
