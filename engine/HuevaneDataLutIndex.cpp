@@ -20,25 +20,6 @@ void HuevaneDataLutIndex::clear() {
     mGeneration = 1;
 }
 
-size_t HuevaneDataLutIndex::getSlot(uint64_t identity) const {
-    // Fibonacci hashing: identities differ mostly in their low bytes, the product spreads them.
-    const uint64_t mixed = identity * 0x9E3779B97F4A7C15ull;
-    return static_cast<size_t>(mixed >> 32) & (mSlots.size() - 1);
-}
-
-int32_t HuevaneDataLutIndex::findOrAdd(uint64_t identity, int32_t position) {
-    if (2 * (mCount + 1) > mSlots.size()) grow();
-    for (size_t slot = getSlot(identity);; slot = (slot + 1) & (mSlots.size() - 1)) {
-        Slot& entry = mSlots[slot];
-        if (entry.generation != mGeneration) {
-            entry = {identity, position, mGeneration};
-            mCount++;
-            return -1;
-        }
-        if (entry.identity == identity) return entry.position;
-    }
-}
-
 void HuevaneDataLutIndex::grow() {
     std::vector<Slot> slots = std::move(mSlots);
     mSlots.assign(std::max(INITIAL_SLOTS, 2 * slots.size()), Slot());

@@ -34,6 +34,26 @@ class HuevaneDataLutIndex {
     uint32_t mGeneration = 1;
 };
 
+// In the header: an update probes once per LUT, and a call each would cost more than the probe.
+inline size_t HuevaneDataLutIndex::getSlot(uint64_t identity) const {
+    // Fibonacci hashing: identities differ mostly in their low bytes, the product spreads them.
+    const uint64_t mixed = identity * 0x9E3779B97F4A7C15ull;
+    return static_cast<size_t>(mixed >> 32) & (mSlots.size() - 1);
+}
+
+inline int32_t HuevaneDataLutIndex::findOrAdd(uint64_t identity, int32_t position) {
+    if (2 * (mCount + 1) > mSlots.size()) grow();
+    for (size_t slot = getSlot(identity);; slot = (slot + 1) & (mSlots.size() - 1)) {
+        Slot& entry = mSlots[slot];
+        if (entry.generation != mGeneration) {
+            entry = {identity, position, mGeneration};
+            mCount++;
+            return -1;
+        }
+        if (entry.identity == identity) return entry.position;
+    }
+}
+
 }  // namespace huevane
 
 #endif  // HUEVANE_ENGINE_HUEVANEDATALUTINDEX_H
