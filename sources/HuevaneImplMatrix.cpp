@@ -40,10 +40,11 @@ int32_t HuevaneImplMatrix::setDataLuts(int sourceKind, const HuevaneDataLut& lut
     if (!m.combinedValid) updateCombined();
     // Only the offered LUT's own header bytes differ between emissions of the same product.
     huevane::warnUnappliedDataLuts(mDataLuts);
-    pvx_colormode_data_header combined = lut.first;
+    // Set in place: a header patched on the stack and then copied whole stalls on the patch.
+    mDataLuts.emplace_back(lut.first, m.combined.second);
+    pvx_colormode_data_header& combined = mDataLuts.back().first;
     combined.total_size = m.combined.first.total_size;
     combined.crc = m.combined.first.crc;
-    mDataLuts.emplace_back(combined, m.combined.second);
     return 0;
 }
 
