@@ -35,7 +35,8 @@ HuevaneImplColorMode::HuevaneImplColorMode(std::vector<std::string> xmlNames,
 }
 
 HuevaneImplColorMode::~HuevaneImplColorMode() {
-    mDataLuts = nullptr;
+    // The views before the reader whose texts they borrow.
+    mStaged.clear();
     mColorModeXml.reset();
 }
 
@@ -45,13 +46,11 @@ HuevaneDataLutList HuevaneImplColorMode::getDataLuts() {
 }
 
 void HuevaneImplColorMode::clearDataLuts() {
-    mDataLuts = nullptr;
     mStaged.clear();
 }
 
 void HuevaneImplColorMode::dumpDataLuts() {
-    if (mDataLuts == nullptr) return;
-    for (const huevane::HuevaneStoredDataLut& lut : *mDataLuts) {
+    for (const HuevaneDataLut& lut : mStaged) {
         ALOGD("id%d attr(%d,%d,%d,%d) %s\n", lut.first.id, lut.first.attr0, lut.first.attr1,
               lut.first.attr2, lut.first.attr3, lut.second.c_str());
     }
@@ -66,9 +65,10 @@ int32_t HuevaneImplColorMode::setDataLuts(std::vector<unsigned int> request) {
     mColorModeId = request[0];
     mRenderIntentId = request[1];
     // An unknown pair stages nothing and is still accepted: there is no fallback.
-    mDataLuts = mColorModeXml->findDataLuts(mColorModeId, mRenderIntentId);
+    const huevane::HuevaneStoredDataLutList* luts =
+            mColorModeXml->findDataLuts(mColorModeId, mRenderIntentId);
     mStaged.clear();
-    if (mDataLuts != nullptr) huevane::putBorrowedDataLuts(*mDataLuts, &mStaged);
+    if (luts != nullptr) huevane::putBorrowedDataLuts(*luts, &mStaged);
     return 0;
 }
 

@@ -62,11 +62,9 @@ class HuevaneImplColorMode : public HuevaneImplLutSource<unsigned int> {
 
   private:
     std::unique_ptr<HuevaneImplColorModeXml> mColorModeXml;
-    // The staged LUTs: the reader's own list for the pair, which never changes after the walk,
-    // so staging a mode copies nothing. Null when nothing is staged.
-    const huevane::HuevaneStoredDataLutList* mDataLuts = nullptr;
-    // The same LUTs as views of the reader's texts; its storage is kept between requests, so
-    // staging a mode allocates only when a pair has more LUTs than every earlier one.
+    // The staged LUTs, as views of the texts the reader keeps for the engine's lifetime, so
+    // staging a mode copies no text; the list's storage is kept between requests, so staging
+    // allocates only when a pair has more LUTs than every earlier one.
     HuevaneDataLutList mStaged;
     uint32_t mColorModeId = 0xFFFFFFFF;
     uint32_t mRenderIntentId = 0xFFFFFFFF;
